@@ -1,0 +1,58 @@
+#include <VexaClient/platform/JsonReaders.hpp>
+
+#include <algorithm>
+
+namespace vexa {
+
+std::optional<std::string_view> stringAt(const Dictionary& dictionary, std::string_view key) noexcept
+{
+    const Value* value = dictionary.if_contains(key);
+    const boost::json::string* text = value != nullptr ? value->if_string() : nullptr;
+    if (text == nullptr) {
+        return std::nullopt;
+    }
+    return std::string_view{text->data(), text->size()};
+}
+
+std::optional<bool> boolAt(const Dictionary& dictionary, std::string_view key) noexcept
+{
+    const Value* value = dictionary.if_contains(key);
+    const bool* boolean = value != nullptr ? value->if_bool() : nullptr;
+    return boolean != nullptr ? std::optional<bool>{*boolean} : std::nullopt;
+}
+
+std::optional<double> doubleAt(const Dictionary& dictionary, std::string_view key) noexcept
+{
+    const Value* value = dictionary.if_contains(key);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    switch (value->kind()) {
+    case boost::json::kind::double_:
+        return value->get_double();
+    case boost::json::kind::int64:
+        return static_cast<double>(value->get_int64());
+    case boost::json::kind::uint64:
+        return static_cast<double>(value->get_uint64());
+    default:
+        return std::nullopt;
+    }
+}
+
+const Dictionary* dictionaryAt(const Dictionary& dictionary, std::string_view key) noexcept
+{
+    const Value* value = dictionary.if_contains(key);
+    return value != nullptr ? value->if_object() : nullptr;
+}
+
+const List* dictionariesAt(const Dictionary& dictionary, std::string_view key) noexcept
+{
+    const Value* value = dictionary.if_contains(key);
+    const List* list = value != nullptr ? value->if_array() : nullptr;
+    if (list == nullptr || !std::all_of(list->begin(), list->end(), [](const Value& v) { return v.is_object(); })) {
+        return nullptr;
+    }
+    return list;
+}
+
+} // namespace vexa
