@@ -1,9 +1,8 @@
-#include <VexaClient/VexaSubscriptionStream.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
 #include <VexaClient/platform/JsonReaders.hpp>
 #include <VexaClient/platform/Random.hpp>
 #include <VexaClient/platform/Text.hpp>
+#include <VexaClient/VexaSubscriptionStream.hpp>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -24,8 +23,8 @@ VexaSubscriptionStream::createStream(std::string_view name, const Parameters& pa
                               continuation.finish();
                           }
                       };
-                      const auto listener = std::make_shared<VexaSubscriptionStream>(
-                          Private{}, std::string{name}, params, onElement, manager);
+                      const auto listener = std::make_shared<VexaSubscriptionStream>(Private{}, std::string{name},
+                                                                                     params, onElement, manager);
                       continuation.onTermination([listener](StreamEnd) { listener->unregisterFromManager(); });
                       listener->registerWithManager(updatedAt, listener);
                   }};
@@ -35,8 +34,7 @@ VexaSubscriptionStream::VexaSubscriptionStream(Private, std::string name, const 
                                                std::function<void(const Message&, bool)> onElement,
                                                std::shared_ptr<VexaOruSubscriptionManager> manager)
     : name_{std::move(name)}, params_{ownCopy(params)}, onElement_{std::move(onElement)}, manager_{std::move(manager)}
-{
-}
+{}
 
 void VexaSubscriptionStream::messageReceived(const Message& message, bool isTerminating)
 {
@@ -49,8 +47,8 @@ void VexaSubscriptionStream::registerWithManager(std::optional<double> updatedAt
     // One step with the registration: no message can reach the stream before it knows its id.
     manager_->queue_->sync([&] {
         listenerId_ = manager_->addListener(name_, params_, updatedAt.value_or(0.0), self);
-        manager_->platform().log(joined({"VexaSubscriptionStream registered listener - ",
-                                         optionalDisplay(decimal(*listenerId_))}));
+        manager_->platform().log(
+            joined({"VexaSubscriptionStream registered listener - ", optionalDisplay(decimal(*listenerId_))}));
     });
 }
 
@@ -66,8 +64,7 @@ void VexaSubscriptionStream::unregisterFromManager()
 
 GameSDKMessage::Payload::Payload(std::string one, std::string two, Platform& platform)
     : fieldOne{std::move(one)}, fieldTwo{std::move(two)}, date{plainDecimal(platform.now())}
-{
-}
+{}
 
 Dictionary GameSDKMessage::Payload::encoded() const
 {
@@ -109,8 +106,7 @@ std::optional<GameSDKMessage> GameSDKMessage::decoded(const Dictionary& dictiona
     if (!category || !type || !msgId || !decodedPayload) {
         return std::nullopt;
     }
-    return GameSDKMessage{std::string{*category}, std::string{*type}, std::string{*msgId},
-                          std::move(*decodedPayload)};
+    return GameSDKMessage{std::string{*category}, std::string{*type}, std::string{*msgId}, std::move(*decodedPayload)};
 }
 
 VexaDataSender& VexaDataSender::shared()
@@ -121,8 +117,7 @@ VexaDataSender& VexaDataSender::shared()
 
 VexaDataSender::VexaDataSender(Platform& platform, Dependencies& container)
     : platform_{platform}, _oruClient{&Dependencies::oruClient, container}
-{
-}
+{}
 
 void VexaDataSender::sendToEcho()
 {
@@ -143,8 +138,7 @@ void VexaDataSender::sendToEcho()
     if (error || !parsed.is_object()) {
         fatal("an echo message cannot be read back");
     }
-    callHost(platform_, "OruClient::send",
-             [&] { _oruClient.wrappedValue()->send(std::move(parsed.get_object())); });
+    callHost(platform_, "OruClient::send", [&] { _oruClient.wrappedValue()->send(std::move(parsed.get_object())); });
 }
 
 } // namespace vexa

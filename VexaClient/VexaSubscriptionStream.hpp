@@ -30,9 +30,9 @@ public:
 
     /// Subscribes to a topic and gives its messages as a stream.
     ///
-    /// The stream finishes after a terminating message. When it is dropped or cancelled before, its listener is removed,
-    /// and with the last listener of a topic the subscription. Elements wait in an unbounded buffer: a slow consumer
-    /// loses nothing and holds nobody up.
+    /// The stream finishes after a terminating message. When it is dropped or cancelled before, its listener is
+    /// removed, and with the last listener of a topic the subscription. Elements wait in an unbounded buffer: a slow
+    /// consumer loses nothing and holds nobody up.
     ///
     /// \param params     the topic's parameters; absent for none.
     /// \param updatedAt  seconds since 1970 of the newest message that the caller has seen, after which the service
@@ -41,11 +41,11 @@ public:
     ///
     /// Blocks until the listener is registered, on no free thread's account. Never call it from the state queue of the
     /// manager or of its client: that stops the process with a message.
-    [[nodiscard]] static AsyncStream<Element>
-    createStream(std::string_view name, const Parameters& params = std::nullopt,
-                 std::optional<double> updatedAt = std::nullopt,
-                 const std::shared_ptr<VexaOruSubscriptionManager>& manager =
-                     VexaOruSubscriptionManager::sharedSubscriptionManager());
+    [[nodiscard]] static AsyncStream<Element> createStream(std::string_view name,
+                                                           const Parameters& params = std::nullopt,
+                                                           std::optional<double> updatedAt = std::nullopt,
+                                                           const std::shared_ptr<VexaOruSubscriptionManager>& manager =
+                                                               VexaOruSubscriptionManager::sharedSubscriptionManager());
 
     VexaSubscriptionStream(Private, std::string name, const Parameters& params,
                            std::function<void(const Message&, bool)> onElement,
@@ -77,8 +77,8 @@ struct GameSDKMessage {
 
         [[nodiscard]] Dictionary encoded() const;
 
-        /// The record in a dictionary, nothing when "fieldOne" or "fieldTwo" is no text. Its date is the time of decoding:
-        /// "date" is never read. Unknown keys are ignored.
+        /// The record in a dictionary, nothing when "fieldOne" or "fieldTwo" is no text. Its date is the time of
+        /// decoding: "date" is never read. Unknown keys are ignored.
         [[nodiscard]] static std::optional<Payload> decoded(const Dictionary& dictionary, Platform& platform);
     };
 

@@ -1,7 +1,9 @@
 #include <VexaClient/platform/Fatal.hpp>
+#include <VexaClient/platform/Text.hpp>
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include <syslog.h>
 
@@ -9,10 +11,10 @@ namespace vexa {
 
 void fatal(std::string_view message) noexcept
 {
-    const int size = static_cast<int>(message.size());
-    std::fprintf(stderr, "VEXA: %.*s\n", size, message.data());
+    const std::string line = joined({"VEXA: ", message});
+    std::fputs((line + "\n").c_str(), stderr);
     std::fflush(stderr);
-    ::syslog(LOG_USER | LOG_CRIT, "VEXA: %.*s", size, message.data());
+    ::syslog(LOG_USER | LOG_CRIT, "%s", line.c_str());
     std::abort();
 }
 

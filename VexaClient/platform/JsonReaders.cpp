@@ -49,7 +49,7 @@ const List* dictionariesAt(const Dictionary& dictionary, std::string_view key) n
 {
     const Value* value = dictionary.if_contains(key);
     const List* list = value != nullptr ? value->if_array() : nullptr;
-    if (list == nullptr || !std::all_of(list->begin(), list->end(), [](const Value& v) { return v.is_object(); })) {
+    if (list == nullptr || !std::ranges::all_of(*list, [](const Value& v) { return v.is_object(); })) {
         return nullptr;
     }
     return list;

@@ -1,5 +1,4 @@
 #include <VexaClient/platform/Platform.hpp>
-
 #include <VexaClient/platform/Text.hpp>
 
 #include <exception>

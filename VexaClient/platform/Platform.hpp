@@ -84,7 +84,8 @@ private:
     Platform& platform_;
 };
 
-/// Makes a call that must not let an exception escape: one that does is written to the system log under the name `what`.
+/// Makes a call that must not let an exception escape: one that does is written to the system log under the name
+/// `what`.
 template <class F>
 void callGuarded(Platform& platform, std::string_view what, F&& call) noexcept
 {
@@ -95,8 +96,8 @@ void callGuarded(Platform& platform, std::string_view what, F&& call) noexcept
     }
 }
 
-/// Calls into the host, whose code may block and throw. An exception that escapes is written to the system log under the
-/// name `what`.
+/// Calls into the host, whose code may block and throw. An exception that escapes is written to the system log under
+/// the name `what`.
 template <class F>
 void callHost(Platform& platform, std::string_view what, F&& call) noexcept
 {

@@ -1,6 +1,5 @@
-#include <VexaClient/platform/Random.hpp>
-
 #include <VexaClient/platform/Platform.hpp>
+#include <VexaClient/platform/Random.hpp>
 
 #include <cassert>
 

@@ -1,14 +1,12 @@
-#include <VexaClient/platform/SerialQueue.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
+#include <VexaClient/platform/SerialQueue.hpp>
 #include <VexaClient/platform/Text.hpp>
 
 namespace vexa {
 
 constinit thread_local SerialQueue::Frame* SerialQueue::Frame::innermost_ = nullptr;
 
-SerialQueue::Frame::Frame(const SerialQueue& queue) noexcept
-    : queue_{&queue}, outer_{innermost_}
+SerialQueue::Frame::Frame(const SerialQueue& queue) noexcept : queue_{&queue}, outer_{innermost_}
 {
     innermost_ = this;
 }

@@ -63,8 +63,8 @@ public:
     /// Runs a closure behind the items that wait, and returns what it returned or throws what it threw.
     ///
     /// An idle queue runs it on the calling thread at once. On a busy one the caller waits, and runs the waiting items
-    /// itself as long as no other thread does: it never depends on a free thread. Calling it from the queue itself stops
-    /// the process with a message that names the queue.
+    /// itself as long as no other thread does: it never depends on a free thread. Calling it from the queue itself
+    /// stops the process with a message that names the queue.
     template <class F>
     std::invoke_result_t<F&> sync(F&& closure);
 
@@ -165,6 +165,8 @@ template <class F>
 std::invoke_result_t<F&> SerialQueue::sync(F&& closure)
 {
     refuseOwnThread();
+    // The closure may drop the caller's reference.
+    const SerialQueueHandle alive{this};
     if (tryEnter()) {
         struct Leave {
             SerialQueue& queue;

@@ -1,9 +1,8 @@
-#include <VexaClient/platform/SystemPlatform.hpp>
-
 #include <VexaClient/platform/system/DelayedWork.hpp>
 #include <VexaClient/platform/system/PooledSerialQueue.hpp>
 #include <VexaClient/platform/system/SecureRandom.hpp>
 #include <VexaClient/platform/system/WorkerPool.hpp>
+#include <VexaClient/platform/SystemPlatform.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -30,10 +29,8 @@ double secondsOf()
 } // namespace
 
 struct SystemPlatform::Engine {
-    Engine(std::size_t workers, Platform& platform)
-        : pool{workers != 0 ? workers : defaultWorkers(), platform, delayed}
-    {
-    }
+    Engine(std::size_t workers, Platform& platform) : pool{workers != 0 ? workers : defaultWorkers(), platform, delayed}
+    {}
 
     SecureRandom random;
     std::mutex sinkMutex;
@@ -59,6 +56,7 @@ SystemPlatform::~SystemPlatform()
 {
     engine_->delayed.stop();
     engine_->pool.stop();
+    engine_->delayed.clear();
 }
 
 void SystemPlatform::setLogSink(LogSink sink)
@@ -125,7 +123,7 @@ void SystemPlatform::writeLogLine(std::string_view line)
         (*sink)(line);
         return;
     }
-    ::syslog(LOG_USER | LOG_INFO, "%.*s", static_cast<int>(line.size()), line.data());
+    ::syslog(LOG_USER | LOG_INFO, "%s", std::string{line}.c_str());
 }
 
 } // namespace vexa

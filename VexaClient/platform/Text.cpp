@@ -96,6 +96,9 @@ std::string joined(std::initializer_list<std::string_view> parts)
 
 std::string plainDecimal(double number)
 {
+    if (std::isnan(number)) {
+        return "nan";
+    }
     std::array<char, longestPlainDecimal> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number, std::chars_format::fixed);
     std::string text{buffer.data(), result.ptr};

@@ -46,9 +46,9 @@ template <class Closure>
 class ClosureWorkItem final : public WorkItem {
 public:
     template <class F>
+        requires(!std::is_same_v<std::decay_t<F>, ClosureWorkItem>)
     explicit ClosureWorkItem(F&& closure) : WorkItem{&operate}, closure_(std::forward<F>(closure))
-    {
-    }
+    {}
 
 private:
     static void operate(WorkItem* item, Operation operation)

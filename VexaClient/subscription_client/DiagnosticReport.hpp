@@ -10,8 +10,8 @@
 #include <variant>
 #include <vector>
 
-/// The diagnostic reports for the service. A report waits for minutes before it is sent, so each is kept in a compact form
-/// in which everything is fixed, and becomes a dictionary when it goes out. None keeps a received message alive.
+/// The diagnostic reports for the service. A report waits for minutes before it is sent, so each is kept in a compact
+/// form in which everything is fixed, and becomes a dictionary when it goes out. None keeps a received message alive.
 namespace vexa {
 
 /// What became of the topics of one answered request.

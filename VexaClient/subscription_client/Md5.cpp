@@ -1,12 +1,11 @@
-#include <VexaClient/subscription_client/Md5.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
-
-#include <array>
-#include <memory>
+#include <VexaClient/subscription_client/Md5.hpp>
 
 #include <openssl/evp.h>
 #include <openssl/provider.h>
+
+#include <array>
+#include <memory>
 
 namespace vexa {
 
@@ -15,8 +14,8 @@ namespace {
 constexpr std::size_t digestSize = 16;
 constexpr std::size_t base64Size = 24;
 
-/// The algorithm, fetched once, in a library context of its own: a process that is confined to FIPS algorithms can still
-/// tell its topics apart. Never freed, so that it can be used while the process exits.
+/// The algorithm, fetched once, in a library context of its own: a process that is confined to FIPS algorithms can
+/// still tell its topics apart. Never freed, so that it can be used while the process exits.
 const EVP_MD* algorithm()
 {
     static const EVP_MD* const md5 = [] {

@@ -1,6 +1,5 @@
-#include <VexaClient/subscription_client/OperationId.hpp>
-
 #include <VexaClient/platform/Text.hpp>
+#include <VexaClient/subscription_client/OperationId.hpp>
 
 namespace vexa {
 

@@ -1,6 +1,5 @@
-#include <VexaClient/subscription_client/SubscriptionHash.hpp>
-
 #include <VexaClient/subscription_client/Md5.hpp>
+#include <VexaClient/subscription_client/SubscriptionHash.hpp>
 
 #include <algorithm>
 #include <array>
@@ -31,8 +30,7 @@ std::vector<const boost::json::key_value_pair*> sortedEntries(const Dictionary& 
     for (const auto& entry : dictionary) {
         entries.push_back(&entry);
     }
-    std::sort(entries.begin(), entries.end(),
-              [](const auto* a, const auto* b) { return view(a->key()) < view(b->key()); });
+    std::ranges::sort(entries, [](const auto* a, const auto* b) { return view(a->key()) < view(b->key()); });
     return entries;
 }
 

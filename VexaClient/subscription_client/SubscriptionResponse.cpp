@@ -1,6 +1,5 @@
-#include <VexaClient/subscription_client/SubscriptionResponse.hpp>
-
 #include <VexaClient/platform/JsonReaders.hpp>
+#include <VexaClient/subscription_client/SubscriptionResponse.hpp>
 
 namespace vexa {
 

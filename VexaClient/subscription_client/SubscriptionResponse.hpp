@@ -15,8 +15,8 @@ struct TopicResponse {
     std::optional<std::string_view> errorMessage;
 };
 
-/// Reads one entry of a response's "topics". What is absent or of another type counts as not given; a success that is not
-/// a boolean is none.
+/// Reads one entry of a response's "topics". What is absent or of another type counts as not given; a success that is
+/// not a boolean is none.
 [[nodiscard]] TopicResponse topicResponse(const Dictionary& entry) noexcept;
 
 } // namespace vexa

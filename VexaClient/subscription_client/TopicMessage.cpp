@@ -1,6 +1,5 @@
-#include <VexaClient/subscription_client/TopicMessage.hpp>
-
 #include <VexaClient/platform/JsonReaders.hpp>
+#include <VexaClient/subscription_client/TopicMessage.hpp>
 
 namespace vexa {
 

@@ -5,10 +5,9 @@
 namespace vexa {
 
 TopicSubscription::TopicSubscription(std::string name, const Parameters& params, std::string hash, double moment)
-    : updatedAt{moment}, identity_{std::make_shared<const Identity>(
-                                Identity{std::move(name), ownCopy(params), std::move(hash)})}
-{
-}
+    : updatedAt{moment},
+      identity_{std::make_shared<const Identity>(Identity{std::move(name), ownCopy(params), std::move(hash)})}
+{}
 
 Dictionary TopicSubscription::asDictionary() const
 {

@@ -1,8 +1,7 @@
-#include <VexaClient/subscription_client/VexaOruClient.hpp>
-
 #include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/platform/Text.hpp>
 #include <VexaClient/subscription_client/SubscriptionHash.hpp>
+#include <VexaClient/subscription_client/VexaOruClient.hpp>
 
 #include <utility>
 
@@ -14,10 +13,11 @@ std::shared_ptr<VexaOruClient> VexaOruClient::make(Platform& platform, Dependenc
 }
 
 VexaOruClient::VexaOruClient(Private, Platform& platform, Dependencies& container)
-    : platform_{platform}, _oruClient{&Dependencies::oruClient, container},
-      queue_{platform.makeQueue("vexaint", QueueWork::prompt)}, cbq_{platform.makeQueue("vexacb", QueueWork::prompt)}
-{
-}
+    : platform_{platform},
+      _oruClient{&Dependencies::oruClient, container},
+      queue_{platform.makeQueue("vexaint", QueueWork::prompt)},
+      cbq_{platform.makeQueue("vexacb", QueueWork::prompt)}
+{}
 
 std::string VexaOruClient::subscriptionHash(std::string_view name, const Parameters& params)
 {
@@ -87,8 +87,8 @@ void VexaOruClient::registerListeners()
             state_.messageListenerId = _oruClient.wrappedValue()->addCategoryListener("vexa", shared_from_this());
         });
         if (state_.messageListenerId) {
-            platform_.log(joined({"Registered message listener ",
-                                  optionalDisplay(decimal(*state_.messageListenerId))}));
+            platform_.log(
+                joined({"Registered message listener ", optionalDisplay(decimal(*state_.messageListenerId))}));
         }
     }
     if (!state_.connectionListenerId) {
@@ -96,8 +96,8 @@ void VexaOruClient::registerListeners()
             state_.connectionListenerId = _oruClient.wrappedValue()->addConnectionListener(shared_from_this());
         });
         if (state_.connectionListenerId) {
-            platform_.log(joined({"Registered connection listener ",
-                                  optionalDisplay(decimal(*state_.connectionListenerId))}));
+            platform_.log(
+                joined({"Registered connection listener ", optionalDisplay(decimal(*state_.connectionListenerId))}));
         }
     }
 }

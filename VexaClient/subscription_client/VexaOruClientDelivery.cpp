@@ -61,8 +61,7 @@ void VexaOruClient::logMessageDelivery(const Dictionary& message, const std::vec
     report.records.reserve(routed.size());
     for (const RoutedEntry& entry : routed) {
         report.records.push_back({entry.subscriptionId,
-                                  entry.topic != nullptr ? std::optional{*entry.topic} : std::nullopt,
-                                  entry.replayed});
+                                  entry.topic != nullptr ? std::optional{*entry.topic} : std::nullopt, entry.replayed});
     }
     sendServerLog(std::move(report));
 }

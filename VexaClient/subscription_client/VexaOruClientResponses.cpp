@@ -74,8 +74,8 @@ void VexaOruClient::handleSubscriptionResponse(const Dictionary& response)
     }
     const auto operation = state_.pendingSubscriptions.find(*operationId);
     if (operation == state_.pendingSubscriptions.end()) {
-        platform_.log(joined({"no pending topics for ", *operationId,
-                              ", most likely connectionOpened function was called."}));
+        platform_.log(
+            joined({"no pending topics for ", *operationId, ", most likely connectionOpened function was called."}));
         return;
     }
 
@@ -111,8 +111,7 @@ void VexaOruClient::settle(const std::string& operationId, const std::vector<Top
 
 void VexaOruClient::confirm(const TopicSubscription& topic, std::string_view subscriptionId)
 {
-    platform_.log(
-        joined({"Subscription response: TopicHash: ", topic.hash(), ", SubId: ", subscriptionId}));
+    platform_.log(joined({"Subscription response: TopicHash: ", topic.hash(), ", SubId: ", subscriptionId}));
     state_.currentSubscriptions.insert_or_assign(topic.hash(), topic);
 
     const auto known = state_.subscriptionIdToHash.find(subscriptionId);
@@ -149,8 +148,7 @@ void VexaOruClient::sendServerLog(DiagnosticReport report)
     }
     // The item holds no reference to the client: what is scheduled is sent even when the client is gone.
     queue_->asyncAfter(delay, [&platform = platform_, receiver = std::move(receiver), report = std::move(report)] {
-        callHost(platform, "OruClientLogger::serverLog",
-                 [&] { receiver->serverLog("vexa", asDictionary(report), 0); });
+        callHost(platform, "OruClientLogger::serverLog", [&] { receiver->serverLog("vexa", asDictionary(report), 0); });
     });
 }
 

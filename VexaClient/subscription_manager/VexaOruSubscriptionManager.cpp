@@ -1,8 +1,7 @@
-#include <VexaClient/subscription_manager/VexaOruSubscriptionManager.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
 #include <VexaClient/platform/Text.hpp>
 #include <VexaClient/subscription_client/VexaOruClient.hpp>
+#include <VexaClient/subscription_manager/VexaOruSubscriptionManager.hpp>
 
 #include <boost/json/serialize.hpp>
 
@@ -52,10 +51,10 @@ std::shared_ptr<VexaOruSubscriptionManager> VexaOruSubscriptionManager::make(Pla
 }
 
 VexaOruSubscriptionManager::VexaOruSubscriptionManager(Private, Platform& platform)
-    : platform_{platform}, queue_{platform.makeQueue("vexasubiq", QueueWork::prompt)},
+    : platform_{platform},
+      queue_{platform.makeQueue("vexasubiq", QueueWork::prompt)},
       cbq_{platform.makeQueue("vexacbq", QueueWork::prompt)}
-{
-}
+{}
 
 std::string VexaOruSubscriptionManager::subscriptionHash(std::string_view name, const Parameters& params)
 {
@@ -142,7 +141,7 @@ void VexaOruSubscriptionManager::removeFromSubscription(const std::string& hash,
         return;
     }
     std::vector<std::int64_t>& listeners = subscription->second;
-    const auto listed = std::find(listeners.begin(), listeners.end(), listenerId);
+    const auto listed = std::ranges::find(listeners, listenerId);
     if (listed != listeners.end()) {
         platform_.log(joined({"removing listener ", decimal(listenerId)}));
         listeners.erase(listed);
@@ -179,9 +178,9 @@ void VexaOruSubscriptionManager::deliverToListeners(std::string_view hash, const
     if (isTerminating) {
         // The removals change the list.
         const std::vector<std::int64_t> snapshot = subscription->second;
-        std::for_each(snapshot.begin(), snapshot.end(), visit);
+        std::ranges::for_each(snapshot, visit);
     } else {
-        std::for_each(subscription->second.begin(), subscription->second.end(), visit);
+        std::ranges::for_each(subscription->second, visit);
     }
     call(std::move(receivers), message, isTerminating);
 }

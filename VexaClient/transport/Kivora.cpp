@@ -1,6 +1,5 @@
-#include <VexaClient/transport/Kivora.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
+#include <VexaClient/transport/Kivora.hpp>
 #include <VexaClient/transport/OruClientKey.hpp>
 
 namespace vexa {

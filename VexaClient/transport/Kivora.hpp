@@ -72,8 +72,7 @@ public:
 
     explicit Dependency(KeyPath keyPath, Dependencies& container = Dependencies::shared()) noexcept
         : keyPath_{keyPath}, container_{&container}
-    {
-    }
+    {}
 
     /// The value that stands in the container now.
     [[nodiscard]] Value wrappedValue() const { return (container_->*keyPath_)(); }

@@ -14,8 +14,8 @@ namespace vexa {
 /// The application's transport client: everything that the library requires of the connection it rides on.
 ///
 /// Every operation may be called on any thread, several at the same time, and must return without waiting for the
-/// library. None reports an error; an exception that escapes one is written to the system log, and the library goes on
-/// as if the connection were closed.
+/// library. None reports an error; an exception that escapes one is written to the system log, and the library goes on:
+/// without an answer, a transport counts as closed and as not visible, and a message as sent.
 class OruClient {
 public:
     virtual ~OruClient() = default;

@@ -55,8 +55,7 @@ public:
 
     CompletionConsumer(Handler handler, std::shared_ptr<StreamState<Element>> state)
         : handler_{std::move(handler)}, work_{boost::asio::get_associated_executor(handler_)}, state_{std::move(state)}
-    {
-    }
+    {}
 
 private:
     using Executor = boost::asio::associated_executor_t<Handler>;

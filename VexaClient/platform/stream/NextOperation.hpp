@@ -24,8 +24,7 @@ class [[nodiscard]] NextOperation final : private StreamConsumer {
 public:
     explicit NextOperation(std::shared_ptr<StreamState<Element>> state, std::stop_token stop = {}) noexcept
         : state_{std::move(state)}, stop_{std::move(stop)}
-    {
-    }
+    {}
 
     ~NextOperation()
     {

@@ -72,9 +72,7 @@ public:
             end_ = how;
             handler = std::exchange(terminationHandler_, nullptr);
         }
-        if (handler) {
-            handler(how);
-        }
+        run(handler, how);
         const std::lock_guard lock{mutex_};
         wakeConsumer();
     }
@@ -90,8 +88,8 @@ public:
                 std::swap(terminationHandler_, handler);
             }
         }
-        if (ended && handler) {
-            handler(*ended);
+        if (ended) {
+            run(handler, *ended);
         }
     }
 
@@ -163,6 +161,13 @@ private:
 
         std::condition_variable changed;
     };
+
+    void run(const TerminationHandler& handler, StreamEnd how)
+    {
+        if (handler) {
+            callGuarded(platform_, "a stream's termination handler", [&] { handler(how); });
+        }
+    }
 
     [[nodiscard]] bool hasAnswer() const noexcept { return end_ || !buffer_.empty(); }
 

@@ -1,5 +1,4 @@
 #include <VexaClient/platform/system/DelayedWork.hpp>
-
 #include <VexaClient/platform/system/PooledSerialQueue.hpp>
 
 #include <boost/asio/post.hpp>
@@ -31,11 +30,13 @@ class DelayedWork::PooledTimer final : public RepeatingTimer, public std::enable
 public:
     PooledTimer(DelayedWork& owner, boost::intrusive_ptr<PooledSerialQueue> queue, TimerSchedule schedule,
                 std::function<void()> handler)
-        : owner_{owner}, queue_{std::move(queue)}, deadline_{Clock::now() + span(schedule.deadline)},
-          interval_{std::max(span(schedule.interval), Clock::duration{1})}, leeway_{span(schedule.leeway)},
+        : owner_{owner},
+          queue_{std::move(queue)},
+          deadline_{Clock::now() + span(schedule.deadline)},
+          interval_{std::max(span(schedule.interval), Clock::duration{1})},
+          leeway_{span(schedule.leeway)},
           handler_{std::move(handler)}
-    {
-    }
+    {}
 
     void cancel() override
     {
@@ -101,21 +102,33 @@ DelayedWork::DelayedWork() : thread_{[this] { context_.run(); }} {}
 DelayedWork::~DelayedWork()
 {
     stop();
+    clear();
 }
 
 void DelayedWork::stop()
+{
+    {
+        const std::lock_guard lock{mutex_};
+        stopped_ = true;
+    }
+    if (thread_.joinable()) {
+        context_.stop();
+        thread_.join();
+    }
+}
+
+void DelayedWork::clear()
 {
     std::vector<Entry> heap;
     std::vector<std::shared_ptr<PooledTimer>> timers;
     {
         const std::lock_guard lock{mutex_};
-        stopped_ = true;
         heap.swap(heap_);
         timers.swap(timers_);
     }
-    if (thread_.joinable()) {
-        context_.stop();
-        thread_.join();
+    for (const auto& timer : timers) {
+        // A handler may own what holds the timer.
+        timer->cancel();
     }
 }
 
@@ -141,7 +154,7 @@ void DelayedWork::insert(double seconds, boost::intrusive_ptr<PooledSerialQueue>
         return;
     }
     heap_.push_back(Entry{deadline, nextSequence_++, std::move(queue), std::move(item)});
-    std::push_heap(heap_.begin(), heap_.end(), Later{});
+    std::ranges::push_heap(heap_, Later{});
     wakeNoLaterThan(deadline);
 }
 
@@ -149,11 +162,15 @@ std::shared_ptr<RepeatingTimer> DelayedWork::startTimer(boost::intrusive_ptr<Poo
                                                         TimerSchedule schedule, std::function<void()> handler)
 {
     auto timer = std::make_shared<PooledTimer>(*this, std::move(queue), schedule, std::move(handler));
-    const std::lock_guard lock{mutex_};
-    if (!stopped_) {
-        timers_.push_back(timer);
-        wakeNoLaterThan(timer->latest());
+    {
+        const std::lock_guard lock{mutex_};
+        if (!stopped_) {
+            timers_.push_back(timer);
+            wakeNoLaterThan(timer->latest());
+            return timer;
+        }
     }
+    timer->cancel();
     return timer;
 }
 
@@ -206,7 +223,7 @@ void DelayedWork::handOver()
     {
         const std::lock_guard lock{mutex_};
         while (!heap_.empty() && heap_.front().deadline <= now) {
-            std::pop_heap(heap_.begin(), heap_.end(), Later{});
+            std::ranges::pop_heap(heap_, Later{});
             due.push_back(std::move(heap_.back()));
             heap_.pop_back();
         }

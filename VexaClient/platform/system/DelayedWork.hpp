@@ -38,8 +38,11 @@ public:
     [[nodiscard]] std::shared_ptr<RepeatingTimer> startTimer(boost::intrusive_ptr<PooledSerialQueue> queue,
                                                              TimerSchedule schedule, std::function<void()> handler);
 
-    /// Ends the thread. What has not become due is dropped.
+    /// Ends the thread: nothing becomes due any more.
     void stop();
+
+    /// Drops what has not become due. Call it when time and the queues stand still.
+    void clear();
 
 private:
     class PooledTimer;

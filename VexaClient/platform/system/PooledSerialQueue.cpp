@@ -1,8 +1,7 @@
-#include <VexaClient/platform/system/PooledSerialQueue.hpp>
-
-#include <VexaClient/platform/Text.hpp>
 #include <VexaClient/platform/system/DelayedWork.hpp>
+#include <VexaClient/platform/system/PooledSerialQueue.hpp>
 #include <VexaClient/platform/system/WorkerPool.hpp>
+#include <VexaClient/platform/Text.hpp>
 
 #include <cassert>
 #include <condition_variable>
@@ -78,8 +77,7 @@ private:
 PooledSerialQueue::PooledSerialQueue(std::string label, QueueWork work, Platform& platform, WorkerPool& pool,
                                      DelayedWork& delayed)
     : SerialQueue{std::move(label)}, work_{work}, platform_{platform}, pool_{pool}, delayed_{delayed}
-{
-}
+{}
 
 PooledSerialQueue::~PooledSerialQueue()
 {
@@ -96,10 +94,9 @@ bool PooledSerialQueue::link(WorkItem& item) noexcept
 {
     std::uintptr_t seen = incoming_.load(std::memory_order_relaxed);
     do {
-        item.next = seen <= taken ? nullptr
-                                  : reinterpret_cast<WorkItem*>(seen); // NOLINT(performance-no-int-to-ptr)
-    } while (!incoming_.compare_exchange_weak(seen, address(item), std::memory_order_seq_cst,
-                                              std::memory_order_relaxed));
+        item.next = seen <= taken ? nullptr : reinterpret_cast<WorkItem*>(seen); // NOLINT(performance-no-int-to-ptr)
+    } while (
+        !incoming_.compare_exchange_weak(seen, address(item), std::memory_order_seq_cst, std::memory_order_relaxed));
     return seen == idle;
 }
 
@@ -166,16 +163,18 @@ void PooledSerialQueue::pushAndWait(WorkItem& item)
     // Counted before it is linked, so that an owner who parks the queue either sees it or is seen to have parked.
     waiters_.fetch_add(1);
     bool owner = link(waiter);
-    for (;;) {
-        if (owner) {
-            runUntilDone(waiter);
-        }
-        if (waiter.isDone()) {
-            break;
-        }
+    while (!owner && !waiter.isDone()) {
         owner = tryClaim();
         if (!owner) {
             waiter.sleep();
+        }
+    }
+    if (owner) {
+        // The earlier owner may have run the item just before it parked the queue.
+        if (waiter.isDone()) {
+            leave();
+        } else {
+            runUntilDone(waiter);
         }
     }
     waiters_.fetch_sub(1);
@@ -249,6 +248,8 @@ PooledSerialQueue::Waiter* PooledSerialQueue::firstWaiter() const noexcept
 
 void PooledSerialQueue::parkNew(Turn turn)
 {
+    // The item may own the last reference to the queue, and has perhaps run before this returns.
+    const boost::intrusive_ptr<PooledSerialQueue> alive{this};
     token_.store(Token::parked);
     offerToPool(turn);
     // A waiter that was linked before the queue was parked may have gone to sleep; it must hear of the parking.

@@ -1,6 +1,5 @@
-#include <VexaClient/platform/system/SecureRandom.hpp>
-
 #include <VexaClient/platform/Fatal.hpp>
+#include <VexaClient/platform/system/SecureRandom.hpp>
 
 #include <cerrno>
 #include <utility>

@@ -1,6 +1,5 @@
-#include <VexaClient/platform/system/WorkerPool.hpp>
-
 #include <VexaClient/platform/system/DelayedWork.hpp>
+#include <VexaClient/platform/system/WorkerPool.hpp>
 
 #include <boost/asio/post.hpp>
 
@@ -119,6 +118,7 @@ void WorkerPool::runQueue(boost::intrusive_ptr<PooledSerialQueue> queue)
         queue = std::move(self.next);
         if (queue != nullptr && n >= queuesInARow) {
             scheduleLast(std::move(queue));
+            return;
         }
     }
 }

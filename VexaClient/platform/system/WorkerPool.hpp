@@ -1,7 +1,7 @@
 #pragma once
 
-#include <VexaClient/platform/WorkItem.hpp>
 #include <VexaClient/platform/system/PooledSerialQueue.hpp>
+#include <VexaClient/platform/WorkItem.hpp>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>

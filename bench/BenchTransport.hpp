@@ -1,0 +1,92 @@
+#pragma once
+
+#include <VexaClient/platform/Json.hpp>
+#include <VexaClient/transport/OruClient.hpp>
+
+#include <boost/json/monotonic_resource.hpp>
+#include <boost/json/parser.hpp>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace vexa::bench {
+
+/// A received frame as a real transport makes it: parsed once, into memory of its own that dies in one piece.
+class Frame {
+public:
+    [[nodiscard]] static Message parse(std::string_view text)
+    {
+        const auto frame = std::make_shared<Frame>(text.size());
+        boost::json::parser parser(boost::json::storage_ptr(), boost::json::parse_options(), frame->scratch_.data(),
+                                   frame->scratch_.size());
+        parser.reset(boost::json::storage_ptr(&frame->memory_));
+        parser.write(text.data(), text.size());
+        new (&frame->value_) Value(parser.release());
+        return Message{frame, &frame->value_.get_object()};
+    }
+
+    explicit Frame(std::size_t textSize) : memory_(4 * textSize) {}
+
+private:
+    std::array<unsigned char, 1024> scratch_;
+    boost::json::monotonic_resource memory_;
+    Value value_{nullptr};
+};
+
+/// A transport whose service confirms each subscribe request at once, topic by topic, with the ids s-0, s-1, …
+class BenchTransport final : public OruClient {
+public:
+    class Logger final : public OruClientLogger {
+    public:
+        void consoleLog(std::string_view) override {}
+        void serverLog(std::string_view, Dictionary, std::int64_t) override { reports.fetch_add(1); }
+
+        std::atomic<std::uint64_t> reports{0};
+    };
+
+    [[nodiscard]] std::shared_ptr<OruClientLogger> logger() override { return logger_; }
+    [[nodiscard]] bool isVisible() override { return true; }
+    [[nodiscard]] bool isOpen() override { return true; }
+
+    std::int64_t addConnectionListener(std::shared_ptr<OruClientConnectionListener>) override { return 1; }
+
+    std::int64_t addCategoryListener(std::string_view, std::shared_ptr<OruClientMessageListener> listener) override
+    {
+        const std::lock_guard lock{mutex_};
+        listener_ = std::move(listener);
+        return 2;
+    }
+
+    void send(Dictionary request) override
+    {
+        const Dictionary& payload = request.at("payload").as_object();
+        List answers;
+        for (std::size_t i = 0; i < payload.at("topics").as_array().size(); ++i) {
+            const std::string id = "s-" + std::to_string(confirmed_.fetch_add(1));
+            answers.emplace_back(Dictionary{{"success", true}, {"subscriptionId", id}});
+        }
+        Dictionary response{{"category", "vexa"},
+                            {"type", "subscriptionResponse"},
+                            {"operationId", payload.at("operationId")},
+                            {"topics", std::move(answers)}};
+        deliver(std::make_shared<const Dictionary>(std::move(response)));
+    }
+
+    void deliver(Message message) { listener_->handleMessage(std::move(message)); }
+
+    [[nodiscard]] std::uint64_t confirmed() const { return confirmed_.load(); }
+
+private:
+    std::shared_ptr<Logger> logger_ = std::make_shared<Logger>();
+    std::mutex mutex_;
+    std::shared_ptr<OruClientMessageListener> listener_;
+    std::atomic<std::uint64_t> confirmed_{0};
+};
+
+} // namespace vexa::bench

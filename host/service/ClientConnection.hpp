@@ -1,0 +1,92 @@
+#pragma once
+
+#include <host/broker/Broker.hpp>
+#include <host/service/RecentRecords.hpp>
+#include <host/service/ServiceMessages.hpp>
+#include <host/service/ServiceState.hpp>
+#include <host/service/Session.hpp>
+#include <VexaClient/platform/SerialQueue.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace vexa::host {
+
+/// The service's side of one client's connection: its subscriptions, the answers it waits for and the order of what
+/// goes out. Everything but queue() belongs on the service's queue.
+class ClientConnection final : public std::enable_shared_from_this<ClientConnection> {
+public:
+    ClientConnection(std::shared_ptr<ServiceState> service, SessionSink sink);
+
+    [[nodiscard]] SerialQueue& queue() const noexcept { return *service_->queue; }
+
+    /// Counts the connection among the sessions until it is closed.
+    void open();
+
+    void receive(const Message& message);
+    void close();
+
+private:
+    struct Answer;
+
+    /// A place in an answer that waits for a subscription.
+    struct AnswerPlace {
+        std::shared_ptr<Answer> answer;
+        std::size_t position;
+    };
+
+    struct Subscription {
+        std::string id;
+        std::int64_t number = 0;     ///< at the broker
+        bool stands = false;         ///< the broker has confirmed it
+        std::size_t owedAnswers = 0; ///< that name it
+        double requestedFrom = 0;    ///< the newest time that a request named; 0 for none
+        double sentUntil = 0;        ///< the time of the newest message that was sent; 0 for none
+        std::vector<AnswerPlace> waiting;
+        std::vector<Delivery> held; ///< while an answer is owed
+    };
+
+    /// The answer to one subscribe request, sent once nothing in it is unsettled.
+    struct Answer {
+        std::string operationId;
+        std::vector<TopicAnswer> topics;
+        std::size_t unsettled = 0;
+        std::vector<std::weak_ptr<Subscription>> subscriptions; ///< weak, since they hold the answer while it waits
+    };
+
+    class TopicReceiver;
+
+    void subscribe(const Dictionary& message);
+
+    /// The newest time that a request names for each of its topics; 0 for none.
+    using NewestTimes = std::unordered_map<TopicKey, double>;
+    [[nodiscard]] static NewestTimes newestTimes(const SubscribeRequest& request);
+
+    /// Whether the client may have thrown away what was sent of a topic that it requests in another operation.
+    [[nodiscard]] bool mayHaveMissedData(const std::string& operationId, const NewestTimes& newest) const;
+    void subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
+                     std::size_t position);
+    void publish(const Dictionary& message);
+    void keepServerLogRecord(const Dictionary& message);
+
+    void subscribed(const std::shared_ptr<Subscription>& subscription);
+    void refused(const TopicKey& topic, const std::shared_ptr<Subscription>& subscription, const ServiceError& reason);
+    void received(Subscription& subscription, std::vector<Delivery> deliveries);
+
+    void sendWhenSettled(const Answer& answer);
+    void deliver(Subscription& subscription, std::vector<Delivery> deliveries);
+    void send(Dictionary message);
+    void closeByService(ServiceError reason);
+
+    const std::shared_ptr<ServiceState> service_;
+    const SessionSink sink_;
+    bool isOpen_ = false;
+    std::unordered_map<TopicKey, std::shared_ptr<Subscription>> subscriptions_;
+    RecentRecords<std::string> operations_; ///< the ids of the newest requests, to know a retry
+};
+
+} // namespace vexa::host

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <functional>
+
+namespace vexa::host {
+
+/// What the command line chose: it does the work and returns the exit code of the process.
+using ChosenCommand = std::function<int()>;
+
+/// Adds the subcommand `demo`, which sets `chosen` when the command line names it. Both must live until the command
+/// line has been read.
+void addDemoCommand(CLI::App& application, ChosenCommand& chosen);
+
+} // namespace vexa::host

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <VexaClient/platform/Json.hpp>
+#include <VexaClient/protocols/VexaFeed.hpp>
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vexa::testing {
+
+/// A feed that keeps what it is given. Any thread may use it.
+class RecordingFeed final : public VexaFeed {
+public:
+    struct Received {
+        std::string hash;
+        Message message;
+        bool isTerminating;
+    };
+
+    /// Called with each message after it was kept, on the thread that brought it; what it throws escapes the feed. Set
+    /// it before the first message comes.
+    std::function<void(const Received&)> onMessage;
+
+    void messageFeed(std::string_view hash, const Message& message, bool isTerminating) override
+    {
+        Received each{std::string{hash}, message, isTerminating};
+        {
+            const std::lock_guard lock{mutex_};
+            received_.push_back(each);
+        }
+        if (onMessage) {
+            onMessage(each);
+        }
+    }
+
+    [[nodiscard]] std::vector<Received> received() const
+    {
+        const std::lock_guard lock{mutex_};
+        return received_;
+    }
+
+    /// What has come since the last call; the feed keeps it no longer.
+    std::vector<Received> take()
+    {
+        const std::lock_guard lock{mutex_};
+        return std::exchange(received_, {});
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Received> received_;
+};
+
+} // namespace vexa::testing
