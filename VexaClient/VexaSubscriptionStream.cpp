@@ -58,8 +58,10 @@ void VexaSubscriptionStream::unregisterFromManager()
     if (!listenerId) {
         return;
     }
-    manager_->removeMessageListener(*listenerId);
-    manager_->platform().log(joined({"VexaSubscriptionStream unregistered listener - ", decimal(*listenerId)}));
+    // Given up with the registration, so that the two never keep each other alive.
+    const auto manager = std::exchange(manager_, nullptr);
+    manager->removeMessageListener(*listenerId);
+    manager->platform().log(joined({"VexaSubscriptionStream unregistered listener - ", decimal(*listenerId)}));
 }
 
 GameSDKMessage::Payload::Payload(std::string one, std::string two, Platform& platform)

@@ -16,6 +16,8 @@
 
 include(CMakeParseArguments)
 
+set(leak_options "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp:print_suppressions=0")
+
 function(vexa_compile_settings target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     set_target_properties(${target} PROPERTIES
@@ -150,6 +152,7 @@ function(vexa_test name)
             TEST_PREFIX "${name}."
             DISCOVERY_TIMEOUT 60
             PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+                ENVIRONMENT "${leak_options}"
         )
     endif()
 endfunction()
@@ -193,5 +196,5 @@ function(vexa_fuzzer name)
         target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/ReplayInputs.cpp")
         add_test(NAME fuzz.${name} COMMAND ${target} "${corpus}")
     endif()
-    set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT 120 LABELS fuzz)
+    set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT 120 LABELS fuzz ENVIRONMENT "${leak_options}")
 endfunction()

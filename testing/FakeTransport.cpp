@@ -194,7 +194,9 @@ void FakeTransport::note(Operation operation)
 
 std::int64_t FakeTransport::registerHeld(Held held)
 {
-    held.id = nextListenerId_++;
+    held.id = nextListenerId_;
+    // Behind the largest id comes the smallest: what a transport numbers its registrations with is its own affair.
+    nextListenerId_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(nextListenerId_) + 1);
     if (hold_ == Hold::weakly) {
         held.owner = nullptr;
     }

@@ -12,7 +12,8 @@ namespace {
 
 List listOf(const std::vector<Dictionary>& dictionaries)
 {
-    return List(dictionaries.begin(), dictionaries.end());
+    List list(dictionaries.begin(), dictionaries.end());
+    return list;
 }
 
 const Dictionary& requirePayload(const Dictionary& message)

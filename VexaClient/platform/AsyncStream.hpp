@@ -47,11 +47,17 @@ public:
         std::shared_ptr<State> state_;
     };
 
-    /// Makes a stream and hands its continuation to `build` before it returns.
+    /// Makes a stream and hands its continuation to `build` before it returns. What `build` throws cancels the stream
+    /// and escapes.
     template <class Build>
     AsyncStream(Platform& platform, Build&& build) : state_{std::make_shared<State>(platform)}
     {
-        std::forward<Build>(build)(Continuation{state_});
+        try {
+            std::forward<Build>(build)(Continuation{state_});
+        } catch (...) {
+            cancel();
+            throw;
+        }
     }
 
     ~AsyncStream() { cancel(); }

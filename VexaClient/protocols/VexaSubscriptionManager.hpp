@@ -27,7 +27,7 @@ public:
     /// Registers `listener`, held strongly until it is removed, and asks the client for the subscription.
     ///
     /// \param updatedAt  seconds since 1970 of the newest message that the caller has seen; 0 or less for none.
-    /// \return the listener's id, 1 or more, never used again.
+    /// \return the listener's id, 1 or more, never used again; 0 when `listener` is null, which is logged.
     ///
     /// Blocks until done. Never call it from the manager's or the client's state queue: that stops the process.
     virtual std::int64_t addMessageListener(std::string_view name, const Parameters& params, double updatedAt,

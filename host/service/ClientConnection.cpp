@@ -2,6 +2,7 @@
 #include <VexaClient/platform/JsonReaders.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <utility>
 
@@ -136,7 +137,7 @@ void ClientConnection::subscribe(const Dictionary& message)
         closeByService({"Ambiguous", "A topic was requested again, and it is unknown what of it has arrived"});
         return;
     }
-    operations_.add(request->operationId);
+    operations_.add(std::hash<std::string>{}(request->operationId));
     const auto answer = std::make_shared<Answer>();
     answer->operationId = request->operationId;
     answer->topics.resize(request->topics.size());
@@ -175,7 +176,7 @@ bool ClientConnection::mayHaveMissedData(const std::string& operationId, const N
     });
     // A retry repeats a request whose answer is on its way, and with it all that was sent.
     const auto& known = operations_.all();
-    return isBehind && std::find(known.begin(), known.end(), operationId) == known.end();
+    return isBehind && std::find(known.begin(), known.end(), std::hash<std::string>{}(operationId)) == known.end();
 }
 
 void ClientConnection::subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,

@@ -86,7 +86,7 @@ private:
     const SessionSink sink_;
     bool isOpen_ = false;
     std::unordered_map<TopicKey, std::shared_ptr<Subscription>> subscriptions_;
-    RecentRecords<std::string> operations_; ///< the ids of the newest requests, to know a retry
+    RecentRecords<std::size_t> operations_; ///< hashes of the ids of the newest requests, to know a retry
 };
 
 } // namespace vexa::host

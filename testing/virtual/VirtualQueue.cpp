@@ -31,8 +31,8 @@ void VirtualQueue::push(WorkItemPointer item)
         dropHere([&item] { item.reset(); });
         return;
     }
-    waiting_.push_back(item.get());
-    static_cast<void>(item.release());
+    WorkItem*& place = waiting_.emplace_back();
+    place = item.release();
     if (waiting_.size() == 1 && !running_) {
         engine_->makeReady(boost::intrusive_ptr<VirtualQueue>{this});
     }

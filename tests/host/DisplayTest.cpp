@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -119,7 +118,13 @@ std::string joinedLines(const Lines& lines)
 
 std::string withoutColours(const std::string& text)
 {
-    return std::regex_replace(text, std::regex{"\x1b\\[[0-9;]*m"}, "");
+    std::string plain;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t escape = std::min(text.find('\x1b', begin), text.size());
+        plain += text.substr(begin, escape - begin);
+        begin = escape < text.size() ? text.find('m', escape) + 1 : escape;
+    }
+    return plain;
 }
 
 const std::vector<DemoEvent> sixEvents{{0, "a", "first", {}},  {1, "b", "second", {}}, {2, "c", "third", {}},

@@ -39,28 +39,11 @@ TEST(TopicKey, TellsNumbersApartThatADoubleCannot)
 
 TEST(TopicKey, TellsTypesApart)
 {
-    const std::vector<Value> values{nullptr,
-                                    false,
-                                    true,
-                                    0,
-                                    1,
-                                    0.5,
-                                    "",
-                                    "null",
-                                    "1",
-                                    "false",
-                                    List{},
-                                    List{1},
-                                    List{1, 2},
-                                    List{2, 1},
-                                    List{List{}},
-                                    "[1]",
-                                    Dictionary{},
-                                    Dictionary{{"a", 1}},
-                                    Dictionary{{"a", "1"}},
-                                    Dictionary{{"a", nullptr}}};
+    // From a text, since compilers differ in what a list within braces is.
+    const Value values = boost::json::parse(R"([null, false, true, 0, 1, 0.5, "", "null", "1", "false", [], [1], [1, 2],
+        [2, 1], [[]], "[1]", {}, {"a": 1}, {"a": "1"}, {"a": null}])");
     std::unordered_set<TopicKey> keys{TopicKey{"scores"}};
-    for (const Value& value : values) {
+    for (const Value& value : values.as_array()) {
         EXPECT_TRUE(keys.insert(key(value)).second) << value;
     }
 }

@@ -229,6 +229,7 @@ TEST_F(FakeTransportTest, takesCallsFromManyThreads)
 {
     transport.addCategoryListener("vexa", listener);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([this] {
             for (int n = 0; n < 200; ++n) {

@@ -61,6 +61,7 @@ TEST(VirtualLog, takesLinesFromEveryThread)
 {
     VirtualPlatform platform;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&platform] {
             for (int n = 0; n < 100; ++n) {

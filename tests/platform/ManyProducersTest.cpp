@@ -30,6 +30,7 @@ template <class Produce>
 void produceInParallel(Produce&& produce)
 {
     std::vector<std::thread> threads;
+    threads.reserve(producers);
     for (std::size_t producer = 0; producer < producers; ++producer) {
         threads.emplace_back([&produce, producer] {
             for (std::size_t number = 0; number < itemsEach; ++number) {
@@ -100,6 +101,7 @@ TEST_P(ManyProducers, delayedItemsOfEachKeepTheirOrder)
 TEST_P(ManyProducers, aChainOfQueuesKeepsTheOrder)
 {
     std::vector<SerialQueueHandle> chain;
+    chain.reserve(4);
     for (int i = 0; i < 4; ++i) {
         chain.push_back(platform.makeQueue("hop", GetParam()));
     }

@@ -55,6 +55,7 @@ TEST(QueueLife, threadsMayLetGoOfAQueueWhileItRuns)
     for (int round = 0; round < 300; ++round) {
         auto owner = std::make_shared<Owner>(platform);
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([owner, &visits]() mutable {
                 SerialQueue& queue = *owner->queue;

@@ -17,6 +17,7 @@ template <class Work>
 std::set<std::thread::id> runThreads(std::size_t count, Work&& work)
 {
     std::vector<std::thread> threads;
+    threads.reserve(count);
     std::set<std::thread::id> ids;
     for (std::size_t i = 0; i < count; ++i) {
         threads.emplace_back([&work, i] { work(i); });
@@ -45,10 +46,7 @@ protected:
     }
 
     /// Checks that the waiting threads did all the work.
-    void expectRunBy(const std::set<std::thread::id>& callers)
-    {
-        EXPECT_TRUE(std::includes(callers.begin(), callers.end(), runners.begin(), runners.end()));
-    }
+    void expectRunBy(const std::set<std::thread::id>& callers) { EXPECT_TRUE(std::ranges::includes(callers, runners)); }
 };
 
 TEST_F(SyncWithoutWorkers, aHundredThreadsOnOneQueueAllReturn)

@@ -165,7 +165,7 @@ TEST(IsUtf8, refusesWhatIsNotWellFormed)
 
 TEST(EscapeControlCharacters, leavesOtherTextAsItIs)
 {
-    for (const std::string text : {"", "scores", "50 % of %s %n", "back\\slash \"quoted\"", "Zürich 北京 🎲", "~ "}) {
+    for (const std::string text : {"", "scores", "50 % of %s %n", R"(back\slash "quoted")", "Zürich 北京 🎲", "~ "}) {
         EXPECT_EQ(escapeControlCharacters(text), text);
     }
 }

@@ -59,9 +59,6 @@ void Demonstration::interrupt()
             return;
         }
         self->wasInterrupted_ = true;
-        if (self->isCut_) {
-            self->reopenConnection();
-        }
         self->drain();
     });
 }
@@ -111,7 +108,7 @@ void Demonstration::begin()
         followTopic(0, FollowStyle::asioCoroutine);
     }
     const StreamTotals totals = board_.totals();
-    report("started", fmt::format("{} topics, {} streams follow them", topics_.size(), totals.streams),
+    report("started", fmt::format("topics: {}, streams that follow them: {}", topics_.size(), totals.streams),
            {{"topics", topics_.size()}, {"streams", totals.streams}});
 
     sampling_ = queue_->startTimer({plan_.interval, plan_.interval, 0}, [weak = weak_from_this()] {
@@ -122,7 +119,6 @@ void Demonstration::begin()
     at(plan_.echoAt, &Demonstration::sendEcho);
     at(plan_.lateStreamAt, &Demonstration::joinLate);
     at(plan_.cutAt, &Demonstration::cutConnection);
-    at(plan_.reopenAt, &Demonstration::reopenConnection);
     at(plan_.endTopicAt, &Demonstration::endTopic);
     at(plan_.duration, &Demonstration::drain);
 }
@@ -188,6 +184,8 @@ void Demonstration::cutConnection()
     replayedBefore_ = board_.totals().replayed;
     parts_.transport.close();
     report("connectionCut", "the connection is cut; publishing goes on");
+    // From now, so that the cut is as long as planned also where timers come late.
+    at(plan_.reopenAt - plan_.cutAt, &Demonstration::reopenConnection);
 }
 
 void Demonstration::reopenConnection()
@@ -217,6 +215,9 @@ void Demonstration::drain()
 {
     phase_ = Phase::draining;
     sampling_->cancel();
+    if (isCut_) {
+        reopenConnection();
+    }
     board_.mark();
     report("publishingEnded", "publishing ends; what is under way arrives");
     queue_->asyncAfter(plan_.patience, [weak = weak_from_this()] {
