@@ -152,8 +152,7 @@ function(vexa_test name)
         gtest_discover_tests(${target}
             TEST_PREFIX "${name}."
             DISCOVERY_TIMEOUT 60
-            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
-                ENVIRONMENT "${leak_options}"
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${leak_options}" LABELS "${arg_LABELS}"
         )
     endif()
 endfunction()
