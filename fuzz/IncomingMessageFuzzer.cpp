@@ -3,6 +3,7 @@
 
 #include <testing/FakeTransport.hpp>
 #include <testing/ScriptedService.hpp>
+#include <testing/StandaloneLibrary.hpp>
 #include <testing/VirtualPlatform.hpp>
 #include <VexaClient/VexaSubscriptionStream.hpp>
 
@@ -43,7 +44,8 @@ void run(std::string_view input)
     const auto transport = std::make_shared<FakeTransport>(platform);
     Dependencies container;
     container.oruClient(transport);
-    const auto manager = VexaOruSubscriptionManager::make(platform, container);
+    const StandaloneLibrary library{platform, container};
+    const auto& manager = library.manager();
     ScriptedService service{platform, *transport};
     auto confirmed = VexaSubscriptionStream::createStream("scores", std::nullopt, std::nullopt, manager);
     service.expectSubscribe("scores").reply(success("s-1"));

@@ -3,6 +3,7 @@
 #include <host/embedded/EmbeddedTransport.hpp>
 #include <host/tool/demo/CoroutineFollower.hpp>
 #include <host/tool/demo/Demonstration.hpp>
+#include <testing/StandaloneLibrary.hpp>
 #include <VexaClient/transport/Kivora.hpp>
 
 #include <gtest/gtest.h>
@@ -66,10 +67,11 @@ struct DemoUnderTest {
           plan{planFor(seconds)}
     {
         container.oruClient(transport);
-        demonstration = Demonstration::make(
-            {platform, *service, *transport, VexaOruSubscriptionManager::make(platform, container), figures, followers,
-             [this] { transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
-            plan);
+        library.emplace(platform, container);
+        demonstration =
+            Demonstration::make({platform, *service, *transport, library->manager(), figures, followers,
+                                 [this] { transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
+                                plan);
     }
 
     ~DemoUnderTest()
@@ -107,6 +109,7 @@ struct DemoUnderTest {
     Dependencies container;
     std::shared_ptr<VexaService> service;
     std::shared_ptr<EmbeddedTransport> transport;
+    std::optional<testing::StandaloneLibrary> library;
     MadeUpFigures figures;
     CoroutineFollowerMaker followers;
     Listener listener;
@@ -207,10 +210,8 @@ TEST(Demonstration, NoticesMessagesThatComeTwice)
     DemoUnderTest t;
     Repeater repeater;
     Listener listener;
-    t.demonstration = Demonstration::make({t.platform, *t.service, *t.transport,
-                                           VexaOruSubscriptionManager::make(t.platform, t.container), t.figures,
-                                           repeater, [] {}, listener},
-                                          t.plan);
+    t.demonstration = Demonstration::make(
+        {t.platform, *t.service, *t.transport, t.library->manager(), t.figures, repeater, [] {}, listener}, t.plan);
     t.demonstration->start();
     t.platform.clock.advance(100);
 
@@ -248,10 +249,8 @@ TEST(Demonstration, NoticesAStreamThatDoesNotEnd)
     DemoUnderTest t;
     Silencer silencer;
     Listener listener;
-    t.demonstration = Demonstration::make({t.platform, *t.service, *t.transport,
-                                           VexaOruSubscriptionManager::make(t.platform, t.container), t.figures,
-                                           silencer, [] {}, listener},
-                                          t.plan);
+    t.demonstration = Demonstration::make(
+        {t.platform, *t.service, *t.transport, t.library->manager(), t.figures, silencer, [] {}, listener}, t.plan);
     t.demonstration->start();
     t.platform.clock.advance(100);
 
@@ -301,10 +300,10 @@ TEST(Demonstration, NeedsNothingButTheProcessItself)
     DemoUnderTest t;
     OneFigure figures;
     Listener listener;
-    t.demonstration = Demonstration::make(
-        {t.platform, *t.service, *t.transport, VexaOruSubscriptionManager::make(t.platform, t.container), figures,
-         t.followers, [&t] { t.transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
-        t.plan);
+    t.demonstration =
+        Demonstration::make({t.platform, *t.service, *t.transport, t.library->manager(), figures, t.followers,
+                             [&t] { t.transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
+                            t.plan);
     t.demonstration->start();
     t.platform.clock.advance(t.plan.duration);
 

@@ -1,6 +1,7 @@
 #include "ServiceClient.hpp"
 #include <host/broker/MemoryBroker.hpp>
 #include <host/embedded/EmbeddedTransport.hpp>
+#include <testing/StandaloneLibrary.hpp>
 #include <VexaClient/platform/Random.hpp>
 #include <VexaClient/platform/SystemPlatform.hpp>
 #include <VexaClient/transport/Kivora.hpp>
@@ -34,13 +35,13 @@ struct Together {
         options.throughText = throughText;
         transport = EmbeddedTransport::make(service, std::move(options), platform);
         container.oruClient(transport);
-        manager = VexaOruSubscriptionManager::make(platform, container);
+        library.emplace(platform, container);
     }
 
     [[nodiscard]] Stream follow(std::string_view name, const Parameters& parameters = std::nullopt,
                                 std::optional<double> updatedAt = std::nullopt)
     {
-        return VexaSubscriptionStream::createStream(name, parameters, updatedAt, manager);
+        return VexaSubscriptionStream::createStream(name, parameters, updatedAt, library->manager());
     }
 
     void publish(int number) { service->publish("scores", std::nullopt, {numbered(number)}); }
@@ -49,7 +50,7 @@ struct Together {
     Dependencies container;
     std::shared_ptr<VexaService> service;
     std::shared_ptr<EmbeddedTransport> transport;
-    std::shared_ptr<VexaOruSubscriptionManager> manager;
+    std::optional<testing::StandaloneLibrary> library;
 };
 
 struct OnVirtualTime : Together<VirtualPlatform> {
@@ -202,8 +203,8 @@ TEST(LibraryOverService, ResumesFromTheTimeThatAStreamNames)
     const auto transport = EmbeddedTransport::make(t.service, {}, t.platform);
     container.oruClient(transport);
     transport->open();
-    Stream stream = VexaSubscriptionStream::createStream("scores", std::nullopt, t.lastUpdatedAt,
-                                                         VexaOruSubscriptionManager::make(t.platform, container));
+    const testing::StandaloneLibrary library{t.platform, container};
+    Stream stream = VexaSubscriptionStream::createStream("scores", std::nullopt, t.lastUpdatedAt, library.manager());
 
     EXPECT_EQ(t.taken(stream), Numbers{3});
 }

@@ -23,6 +23,11 @@ using Ids = std::vector<std::int64_t>;
 
 /// A manager over a client that keeps what it is asked for, both seen through their protocols.
 struct ManagerOverARecordingClient {
+    ManagerOverARecordingClient() = default;
+    ~ManagerOverARecordingClient() { client->setMessageFeedDelegate(nullptr); }
+    ManagerOverARecordingClient(const ManagerOverARecordingClient&) = delete;
+    ManagerOverARecordingClient& operator=(const ManagerOverARecordingClient&) = delete;
+
     VirtualPlatform platform;
     std::shared_ptr<RecordingClient> client = std::make_shared<RecordingClient>();
     std::shared_ptr<VexaSubscriptionManager> manager = VexaOruSubscriptionManager::make(platform, client);
