@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <numeric>
+#include <stdexcept>
 
 namespace vexa {
 namespace {
@@ -170,6 +171,26 @@ TEST(AsyncStreamBuild, RunsBeforeTheStreamIsThere)
     EXPECT_EQ(builds, 1);
     EXPECT_EQ(stream.wait(), 1);
     EXPECT_EQ(stream.wait(), std::nullopt);
+}
+
+TEST(AsyncStreamBuild, CancelsTheStreamWhenItThrows)
+{
+    testing::VirtualPlatform platform;
+    std::vector<StreamEnd> ends;
+    auto held = std::make_shared<int>(1);
+    const std::weak_ptr<int> observed = held;
+
+    EXPECT_THROW(AsyncStream<int>(platform,
+                                  [&](const AsyncStream<int>::Continuation& continuation) {
+                                      continuation.onTermination([&ends, continuation, held = std::move(held)](
+                                                                     StreamEnd end) { ends.push_back(end); });
+                                      continuation.yield(1);
+                                      throw std::runtime_error("no room");
+                                  }),
+                 std::runtime_error);
+
+    EXPECT_EQ(ends, (std::vector{StreamEnd::cancelled}));
+    EXPECT_TRUE(observed.expired());
 }
 
 TEST(AsyncStreamBuild, GivesAContinuationWhoseCopiesSendIntoTheSameStream)

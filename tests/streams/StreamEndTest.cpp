@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 
 namespace vexa {
 namespace {
@@ -311,6 +312,33 @@ TEST(StreamEnd, ReleasesTheStreamsListener)
         }
         EXPECT_TRUE(listener.expired()) << byTheService;
     }
+}
+
+TEST(StreamEnd, ReleasesTheManagerThoughTheListenerLivesOn)
+{
+    OneStream under;
+    const auto listener = under.manager->state().listenersById.at(1).listener;
+    const std::weak_ptr<VexaOruSubscriptionManager> observed = under.manager;
+
+    under.stream.reset();
+    under.client->setMessageFeedDelegate(nullptr);
+    under.manager.reset();
+    under.platform.runUntilIdle();
+
+    EXPECT_TRUE(observed.expired());
+}
+
+TEST(StreamEnd, ReleasesWhatItHoldsWhenItCannotBeMade)
+{
+    ManagerOverRecordingClient under;
+    under.client->onCreate = [](const auto&) { throw std::runtime_error("no such topic"); };
+    const auto managersUsers = under.manager.use_count();
+
+    EXPECT_THROW(static_cast<void>(under.createStream("scores")), std::runtime_error);
+
+    EXPECT_EQ(under.manager.use_count(), managersUsers);
+    EXPECT_TRUE(under.manager->state().listenersById.empty());
+    EXPECT_EQ(under.manager->state().nextListenerId, 1);
 }
 
 TEST(StreamEnd, ReleasesTheMessagesThatNobodyTook)
