@@ -1,5 +1,6 @@
 #include <host/service/ClientConnection.hpp>
 #include <VexaClient/platform/JsonReaders.hpp>
+#include <VexaClient/platform/Text.hpp>
 
 #include <algorithm>
 #include <functional>
@@ -225,15 +226,26 @@ void ClientConnection::publish(const Dictionary& message)
         send(publishResponse(request->requestId, {0, *error}));
         return;
     }
+    PublishCompletion answer = [self = shared_from_this(), requestId = request->requestId](
+                                   const PublishResult& result) { self->send(publishResponse(requestId, result)); };
+    if (!request->publisher.empty()) {
+        const std::string name = joined({request->publisher, "\n", request->requestId});
+        if (!service_->publications.begin(name, std::move(answer))) {
+            ++service_->figures.repeated;
+            return;
+        }
+        answer = [service = service_, name](const PublishResult& result) {
+            service->publications.settle(name, result);
+        };
+    }
     auto publication = std::get<Publication>(std::move(request->publication));
-    service_->broker->publish(
-        std::move(publication.topic), std::move(publication.payloads),
-        [self = shared_from_this(), requestId = std::move(request->requestId)](PublishResult result) {
-            self->queue().async([self, requestId, result = std::move(result)] {
-                self->service_->figures.published += result.accepted;
-                self->send(publishResponse(requestId, result));
-            });
-        });
+    service_->broker->publish(std::move(publication.topic), std::move(publication.payloads),
+                              [service = service_, answer = std::move(answer)](PublishResult result) {
+                                  service->queue->async([service, answer, result = std::move(result)] {
+                                      service->figures.published += result.accepted;
+                                      answer(result);
+                                  });
+                              });
 }
 
 void ClientConnection::keepServerLogRecord(const Dictionary& message)

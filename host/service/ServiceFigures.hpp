@@ -11,6 +11,7 @@ struct ServiceLimits {
     std::size_t entriesPerDataMessage = 256;      ///< a longer replay goes out in several messages
     std::size_t keptServerLogRecords = 1'000;     ///< the newest ones
     std::size_t keptEchoes = 1'000;               ///< the newest ones
+    std::size_t knownPublications = 100'000;      ///< whose repetition adds nothing to a topic; the newest ones
 };
 
 /// What a service has done since it was made, but for the first two, which are of now.
@@ -18,6 +19,7 @@ struct ServiceFigures {
     std::uint64_t sessions = 0;
     std::uint64_t subscriptions = 0;
     std::uint64_t published = 0;        ///< messages that the broker took, from clients and from the host itself
+    std::uint64_t repeated = 0;         ///< publish requests that repeated one and added nothing
     std::uint64_t delivered = 0;        ///< entries of data messages that went out
     std::uint64_t replayed = 0;         ///< those of them that were marked as replayed
     std::uint64_t serverLogRecords = 0; ///< diagnostic records of clients

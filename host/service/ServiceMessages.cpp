@@ -122,7 +122,31 @@ std::optional<PublishRequest> readPublishRequest(const Dictionary& message)
     if (!requestId) {
         return std::nullopt;
     }
-    return PublishRequest{std::string{*requestId}, readPublication(*payload)};
+    return PublishRequest{std::string{*requestId}, std::string{stringAt(*payload, "publisher").value_or("")},
+                          readPublication(*payload)};
+}
+
+Dictionary publishRequest(std::string_view requestId, std::string_view publisher, std::string_view name,
+                          const Parameters& parameters, std::vector<Dictionary> payloads)
+{
+    Dictionary topic{{"name", text(name)}};
+    if (parameters) {
+        topic["parameters"] = *parameters;
+    }
+    List messages;
+    messages.reserve(payloads.size());
+    for (Dictionary& payload : payloads) {
+        messages.push_back(std::move(payload));
+    }
+    Dictionary payload{{"requestId", text(requestId)}};
+    if (!publisher.empty()) {
+        payload["publisher"] = text(publisher);
+    }
+    payload["topic"] = std::move(topic);
+    payload["messages"] = std::move(messages);
+    Dictionary message = vexaMessage("publish");
+    message["payload"] = std::move(payload);
+    return message;
 }
 
 std::optional<ServerLogRecord> readServerLogRecord(const Dictionary& message)
@@ -202,6 +226,28 @@ Dictionary publishResponse(std::string_view requestId, const PublishResult& resu
         message["accepted"] = result.accepted;
     }
     return message;
+}
+
+std::optional<PublishResponse> readPublishResponse(const Dictionary& message)
+{
+    const auto requestId = stringAt(message, "requestId");
+    if (!requestId) {
+        return std::nullopt;
+    }
+    PublishResponse response{std::string{*requestId}, {}};
+    const Value* accepted = message.if_contains("accepted");
+    boost::system::error_code error;
+    if (accepted != nullptr && accepted->is_number()) {
+        response.result.accepted = accepted->to_number<std::size_t>(error);
+    }
+    if (const auto word = stringAt(message, "error")) {
+        response.result.error =
+            ServiceError{std::string{*word}, std::string{stringAt(message, "errorMessage").value_or("")}};
+    } else if (accepted == nullptr || !accepted->is_number() || error) {
+        response.result.error =
+            ServiceError{"MalformedResponse", "The answer of the service does not say how many messages it took"};
+    }
+    return response;
 }
 
 } // namespace vexa::host

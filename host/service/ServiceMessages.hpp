@@ -41,14 +41,20 @@ struct Publication {
     std::vector<Dictionary> payloads;
 };
 
-/// {"category":"vexa","type":"publish","payload":{"requestId","topic":{"name","parameters"?},"messages":[{…}]}}
+/// {"category":"vexa","type":"publish","payload":{"requestId","publisher"?,"topic":{"name","parameters"?},
+/// "messages":[{…}]}}
 struct PublishRequest {
     std::string requestId;
+    std::string publisher; ///< who vouches that the request id names no other request; empty for nobody
     std::variant<Publication, ServiceError> publication;
 };
 
 /// Reads a publish request; nothing when it has no request id that an answer could name.
 [[nodiscard]] std::optional<PublishRequest> readPublishRequest(const Dictionary& message);
+
+/// A publish request; one that names no publisher when `publisher` is empty.
+[[nodiscard]] Dictionary publishRequest(std::string_view requestId, std::string_view publisher, std::string_view name,
+                                        const Parameters& parameters, std::vector<Dictionary> payloads);
 
 /// {"category":"log","type":"serverLog","payload":{"category","severity","blob"}}
 struct ServerLogRecord {
@@ -76,5 +82,14 @@ using TopicAnswer = std::variant<std::string, ServiceError>;
 [[nodiscard]] Dictionary dataMessage(double sentAt, List entries);
 
 [[nodiscard]] Dictionary publishResponse(std::string_view requestId, const PublishResult& result);
+
+/// {"category":"vexa","type":"publishResponse","requestId","accepted"} or, with "error" and "errorMessage", what failed
+struct PublishResponse {
+    std::string requestId;
+    PublishResult result;
+};
+
+/// Reads the answer to a publish request; nothing when it names no request.
+[[nodiscard]] std::optional<PublishResponse> readPublishResponse(const Dictionary& message);
 
 } // namespace vexa::host

@@ -1,21 +1,9 @@
 #include <host/service/ServiceState.hpp>
+#include <host/wire/RandomName.hpp>
 
-#include <array>
-#include <charconv>
 #include <utility>
 
 namespace vexa::host {
-
-namespace {
-
-std::string hexadecimal(std::uint64_t number)
-{
-    std::array<char, 16> digits{};
-    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16);
-    return {digits.data(), written.ptr};
-}
-
-} // namespace
 
 ServiceState::ServiceState(std::shared_ptr<Broker> topics, const ServiceLimits& bounds, Platform& outside)
     : platform{outside},
@@ -24,7 +12,8 @@ ServiceState::ServiceState(std::shared_ptr<Broker> topics, const ServiceLimits& 
       limits{bounds},
       serverLogRecords{bounds.keptServerLogRecords},
       echoes{bounds.keptEchoes},
-      idPrefix_{hexadecimal(outside.randomBits()) + '-'}
+      publications{bounds.knownPublications},
+      idPrefix_{randomName(outside) + '-'}
 {}
 
 std::string ServiceState::nextSubscriptionId()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/broker/Broker.hpp>
+#include <host/service/RecentPublications.hpp>
 #include <host/service/RecentRecords.hpp>
 #include <host/service/ServiceFigures.hpp>
 #include <host/service/ServiceMessages.hpp>
@@ -25,6 +26,7 @@ struct ServiceState {
     ServiceFigures figures;
     RecentRecords<ServerLogRecord> serverLogRecords;
     RecentRecords<Message> echoes;
+    RecentPublications publications;
 
     /// An id that no other subscription of this service has, and hardly one of another service.
     [[nodiscard]] std::string nextSubscriptionId();

@@ -27,9 +27,17 @@ public:
     static constexpr std::size_t max_key_size = boost::json::string::max_size();
     static constexpr std::size_t max_string_size = boost::json::string::max_size();
 
-    ValueBuilder() { stack_.reset(); }
+    /// Begins a new value, whose parts live in memory of `storage`.
+    void begin(boost::json::storage_ptr storage)
+    {
+        stack_.reset(std::move(storage));
+        number_.clear();
+    }
 
     [[nodiscard]] Value release() { return stack_.release(); }
+
+    /// Forgets an unfinished value.
+    void abandon() noexcept { stack_.reset(); }
 
     bool on_document_begin(error_code&) { return true; }
     bool on_document_end(error_code&) { return true; }
@@ -134,29 +142,64 @@ std::string messageText(const Dictionary& message)
     return boost::json::serialize(message);
 }
 
-Dictionary readMessage(std::string_view text, boost::system::error_code& error, const MessageTextLimits& limits)
+class MessageReader::Parser {
+public:
+    explicit Parser(std::size_t depth) : events_{optionsFor(depth)} {}
+
+    [[nodiscard]] Value parse(std::string_view text, boost::system::error_code& error, boost::json::storage_ptr storage)
+    {
+        events_.reset();
+        events_.handler().begin(std::move(storage));
+        const std::size_t read = events_.write_some(false, text.data(), text.size(), error);
+        if (!error && read < text.size()) {
+            error = boost::json::make_error_code(boost::json::error::extra_data);
+        }
+        if (error) {
+            events_.handler().abandon();
+            return {};
+        }
+        return events_.handler().release();
+    }
+
+private:
+    static boost::json::parse_options optionsFor(std::size_t depth)
+    {
+        boost::json::parse_options options;
+        options.max_depth = depth;
+        return options;
+    }
+
+    boost::json::basic_parser<ValueBuilder> events_;
+};
+
+MessageReader::MessageReader(const MessageTextLimits& limits)
+    : limits_{limits}, parser_{std::make_unique<Parser>(limits.depth)}
+{}
+
+MessageReader::~MessageReader() = default;
+
+Dictionary MessageReader::read(std::string_view text, boost::system::error_code& error,
+                               boost::json::storage_ptr storage)
 {
     error = {};
-    if (text.size() > limits.bytes) {
+    if (text.size() > limits_.bytes) {
         error = boost::system::errc::make_error_code(boost::system::errc::message_size);
         return {};
     }
-    boost::json::parse_options options;
-    options.max_depth = limits.depth;
-    boost::json::basic_parser<ValueBuilder> parser{options};
-    const std::size_t read = parser.write_some(false, text.data(), text.size(), error);
-    if (!error && read < text.size()) {
-        error = boost::json::make_error_code(boost::json::error::extra_data);
-    }
+    Value value = parser_->parse(text, error, std::move(storage));
     if (error) {
         return {};
     }
-    Value value = parser.handler().release();
     if (!value.is_object()) {
         error = boost::json::make_error_code(boost::json::error::not_object);
         return {};
     }
     return std::move(value.get_object());
+}
+
+Dictionary readMessage(std::string_view text, boost::system::error_code& error, const MessageTextLimits& limits)
+{
+    return MessageReader{limits}.read(text, error);
 }
 
 } // namespace vexa::host

@@ -2,9 +2,11 @@
 
 #include <VexaClient/platform/Json.hpp>
 
+#include <boost/json/storage_ptr.hpp>
 #include <boost/system/error_code.hpp>
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -27,5 +29,24 @@ struct MessageTextLimits {
 /// 1.81 reads one such number in eight inexactly.)
 [[nodiscard]] Dictionary readMessage(std::string_view text, boost::system::error_code& error,
                                      const MessageTextLimits& limits = {});
+
+/// Reads many texts, one after the other, and keeps its working memory between them. For one thread at a time.
+class MessageReader {
+public:
+    explicit MessageReader(const MessageTextLimits& limits = {});
+    ~MessageReader();
+    MessageReader(const MessageReader&) = delete;
+    MessageReader& operator=(const MessageReader&) = delete;
+
+    /// As readMessage(), with what the message holds in memory of `storage`.
+    [[nodiscard]] Dictionary read(std::string_view text, boost::system::error_code& error,
+                                  boost::json::storage_ptr storage = {});
+
+private:
+    class Parser;
+
+    MessageTextLimits limits_;
+    std::unique_ptr<Parser> parser_;
+};
 
 } // namespace vexa::host
