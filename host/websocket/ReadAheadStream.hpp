@@ -49,7 +49,7 @@ public:
     auto async_read_some(const MutableBuffers& buffers, ReadToken&& token)
     {
         return boost::asio::async_initiate<ReadToken, void(boost::system::error_code, std::size_t)>(
-            [this](auto handler, const MutableBuffers& into) { read(into, std::move(handler)); }, token, buffers);
+            [this](auto handler, const MutableBuffers& into) { this->read(into, std::move(handler)); }, token, buffers);
     }
 
     template <class ConstBuffers, class WriteToken>
