@@ -3,7 +3,7 @@
 
 set(vexa_header_folders VexaClient)
 set(vexa_header_links VexaClient::VexaClient)
-if(VEXA_BUILD_TESTING)
+if(VEXA_BUILD_TESTS)
     find_package(GTest REQUIRED)
     find_package(rapidcheck REQUIRED)
     list(APPEND vexa_header_folders testing tests)

@@ -69,6 +69,9 @@ private:
     void messageEnded();
     void readFailed(const ErrorCode& error);
 
+    /// Why an open connection has ended, one of whose operations has come out with `error`.
+    [[nodiscard]] std::string whyEnded(const ErrorCode& error) const;
+
     void watchPeer();
     void ping();
 

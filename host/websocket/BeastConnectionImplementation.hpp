@@ -79,6 +79,10 @@ template <class Layer>
 boost::asio::awaitable<void, typename BeastConnection<Layer>::Executor>
 BeastConnection<Layer>::establish(std::shared_ptr<BeastConnection> self)
 {
+    // The end may have been told before the first step, and nothing may be begun behind it.
+    if (self->events_ == nullptr) {
+        co_return;
+    }
     const bool isReached = co_await self->reachHost();
     if (!isReached) {
         co_return;
@@ -250,11 +254,6 @@ void BeastConnection<Layer>::messageEnded()
 template <class Layer>
 void BeastConnection<Layer>::readFailed(const ErrorCode& error)
 {
-    if (const websocket::close_reason& reason = stream_.reason(); reason || error == websocket::error::closed) {
-        abort(joined({"the service closed the connection with ", decimal(reason.code), " ",
-                      std::string_view{reason.reason.data(), reason.reason.size()}}));
-        return;
-    }
     if (error == websocket::error::bad_frame_payload) {
         events_->refused(FrameFault::notUtf8);
     } else if (error == websocket::error::message_too_big) {
@@ -262,7 +261,19 @@ void BeastConnection<Layer>::readFailed(const ErrorCode& error)
     } else if (error == websocket::condition::protocol_violation) {
         events_->refused(FrameFault::protocolViolation);
     }
-    abort(timeLimitHasPassed_ ? std::string{"a message could not be written in time"} : error.message());
+    abort(whyEnded(error));
+}
+
+template <class Layer>
+std::string BeastConnection<Layer>::whyEnded(const ErrorCode& error) const
+{
+    // What came first counts: a socket that was closed over it fails in other words.
+    if (isClosedByPeer_ || error == websocket::error::closed) {
+        const websocket::close_reason& reason = stream_.reason();
+        return joined({"the service closed the connection with ", decimal(reason.code), " ",
+                       std::string_view{reason.reason.data(), reason.reason.size()}});
+    }
+    return timeLimitHasPassed_ ? std::string{"a message could not be written in time"} : error.message();
 }
 
 template <class Layer>
@@ -283,7 +294,7 @@ void BeastConnection<Layer>::write(std::string text)
                                 }
                                 self->events_->written();
                             } else if (error != boost::asio::error::operation_aborted) {
-                                self->abort(error.message());
+                                self->abort(self->whyEnded(error));
                             }
                             // What aborts a write ends the read that is under way too, which then tells why.
                         });

@@ -6,14 +6,14 @@
 
 #include <boost/json/serialize.hpp>
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <ranges>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,12 +38,18 @@ public:
         return entries_;
     }
 
-    /// The entries, once `isEnough` holds for them. A wait that would last for ever fails the test.
+    /// The entries, once `isEnough` holds for them. A wait that would last for ever ends the test: it throws
+    /// std::runtime_error with the entries that came instead.
     Entries await(const std::function<bool(const Entries&)>& isEnough)
     {
         std::unique_lock lock{mutex_};
-        if (!changed_.wait_for(lock, std::chrono::seconds{60}, [&] { return isEnough(entries_); })) {
-            ADD_FAILURE() << "what was waited for never came";
+        if (!changed_.wait_for(lock, std::chrono::seconds{240}, [&] { return isEnough(entries_); })) {
+            std::string came = "what was waited for never came; the last that came:";
+            for (const std::string& each :
+                 entries_ | std::views::drop(entries_.size() - std::min(entries_.size(), mostTold))) {
+                came += "\n  " + each.substr(0, 200);
+            }
+            throw std::runtime_error{came};
         }
         return entries_;
     }
@@ -70,6 +76,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t mostTold = 20;
+
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     Entries entries_;

@@ -46,7 +46,7 @@ protected:
                                                              certificateFile("localhost.key"),
                                                              certificateFile("localhost.pem")}
                                   : std::vector<std::string>{"node", VEXA_WEBSOCKET_TESTS "/node/service.js"},
-                         preparedFolder() + "/node"};
+                         "/"};
     const std::string port = service.readLine();
     std::optional<ClientUnderTest> under;
 };

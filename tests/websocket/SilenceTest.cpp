@@ -170,7 +170,7 @@ TEST(WebSocketSilenceTest, aMessageThatCannotBeWrittenInTimeEndsTheConnection)
     under.client->start();
     under.happenings().awaitEntry("opened");
     Dictionary large = echoMessage(1);
-    large["text"] = std::string(std::size_t{32} * 1024 * 1024, 'x');
+    large["text"] = textLargerThanSocketBuffers();
     under.client->send(large);
     under.console->awaitPart("could not be written in time");
     under.happenings().awaitEntry("opened", 2);
@@ -192,6 +192,36 @@ TEST(WebSocketSilenceTest, aServiceThatClosesAndLingersIsLeft)
     ClientUnderTest under{std::move(options)};
     under.client->start();
     EXPECT_EQ(under.happenings().await(3), (Entries{"opened", "closed", "opened"}));
+    under.console->awaitPart("the service closed the connection with 1001");
+}
+
+TEST(WebSocketSilenceTest, aServiceThatClosesAndLingersIsLeftAlsoWhenAMessageWasBeingWritten)
+{
+    std::promise<void> mayRead;
+    TestService service{[&](TestService::Socket& socket, int number) {
+        ServiceEnd end{socket};
+        if (number > 1) {
+            end.receiveToTheEnd();
+            return;
+        }
+        // In one piece, so that the client comes upon the closing before it can notice that its message has gone out.
+        const std::string message = numbered(1);
+        writeRaw(socket,
+                 std::string{'\x81', static_cast<char>(message.size())} + message + std::string{"\x88\x02\x03\xE9", 4});
+        mayRead.get_future().wait();
+        waitForTheEnd(socket);
+    }};
+    OruWebSocketClientOptions options = optionsFor(service.url());
+    options.timeLimits.close = 0.5;
+    options.timeLimits.idle = 1000;
+    options.outgoing.bytes = std::size_t{64} * 1024 * 1024;
+    ClientUnderTest under{std::move(options)};
+    under.follower->onMessage = [&](const Dictionary&) { mayRead.set_value(); };
+    Dictionary large = echoMessage(1);
+    large["text"] = textLargerThanSocketBuffers();
+    under.client->send(large);
+    under.client->start();
+    EXPECT_EQ(under.happenings().await(4), (Entries{"opened", numbered(1), "closed", "opened"}));
     under.console->awaitPart("the service closed the connection with 1001");
 }
 

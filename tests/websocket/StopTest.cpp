@@ -34,7 +34,7 @@ std::ptrdiff_t clientThreads()
 /// Whether the threads of clients are gone, for which the system may take a moment after they have been waited for.
 bool clientThreadsAreGone()
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{60};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{240};
     while (clientThreads() > 0) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
@@ -101,8 +101,11 @@ TEST(WebSocketStopTest, aWaitForTheNextAttemptIsBrokenOff)
 TEST(WebSocketStopTest, aStopAtAnyMomentOfAnAttemptEndsTheThread)
 {
     TestService service{keepOpen};
+    OruWebSocketClientOptions options = optionsFor(service.url());
+    // Far beyond the time limit of the test: a stop that waits for one of them fails.
+    options.timeLimits = {.connect = 1000, .handshake = 1000, .write = 1000, .idle = 1000, .close = 1000};
     for (int i = 0; i < 100; ++i) {
-        ClientUnderTest under{service.url()};
+        ClientUnderTest under{options};
         under.client->start();
         std::this_thread::sleep_for(std::chrono::microseconds{i * 20});
         under.client->stop();
@@ -155,7 +158,7 @@ TEST(WebSocketStopTest, aServiceThatReadsNothingCannotHoldItUp)
     under.client->start();
     under.happenings().awaitEntry("opened");
     Dictionary large = echoMessage(1);
-    large["text"] = std::string(std::size_t{32} * 1024 * 1024, 'x');
+    large["text"] = textLargerThanSocketBuffers();
     under.client->send(large);
     under.client->stop();
     EXPECT_TRUE(clientThreadsAreGone());

@@ -5,7 +5,10 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 
 #include <array>
+#include <cstddef>
 #include <exception>
+#include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,12 +17,40 @@
 
 namespace vexa::host {
 
+namespace {
+
+constexpr int serviceBuffer = 256 * 1024;
+
+} // namespace
+
+std::string textLargerThanSocketBuffers()
+{
+    // The least, the usual and the largest size of the buffer of a sender, which grows by itself.
+    std::ifstream sizes{"/proc/sys/net/ipv4/tcp_wmem"};
+    std::size_t least = 0;
+    std::size_t usual = 0;
+    std::size_t largest = 0;
+    if (!(sizes >> least >> usual >> largest)) {
+        throw std::runtime_error{"the sizes of socket buffers cannot be read"};
+    }
+    // Linux doubles what is asked for.
+    return std::string(largest + std::size_t{2} * serviceBuffer + std::size_t{2} * 1024 * 1024, 'x');
+}
+
 TestService::TestService(Treatment treatment)
     : treatment_{std::move(treatment)},
-      acceptor_{context_, {boost::asio::ip::address_v4::loopback(), 0}},
+      acceptor_{makeAcceptor(context_)},
       port_{acceptor_.local_endpoint().port()},
       acceptThread_{[this] { accept(); }}
 {}
+
+TestService::Acceptor TestService::makeAcceptor(boost::asio::io_context& context)
+{
+    Acceptor acceptor{context, {boost::asio::ip::address_v4::loopback(), 0}};
+    // A client's messages must not vanish in the buffers of a service that does not read. Connections inherit this.
+    acceptor.set_option(boost::asio::socket_base::receive_buffer_size{serviceBuffer});
+    return acceptor;
+}
 
 TestService::~TestService()
 {

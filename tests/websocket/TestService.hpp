@@ -15,6 +15,9 @@
 
 namespace vexa::host {
 
+/// A text of more bytes than fit between a client and a TestService that does not read, on this system.
+std::string textLargerThanSocketBuffers();
+
 /// A service on loopback that treats each connection as the test says, on a thread of its own and with blocking calls.
 class TestService {
 public:
@@ -44,11 +47,14 @@ private:
         std::thread thread;
     };
 
+    using Acceptor = boost::asio::ip::tcp::acceptor;
+
+    [[nodiscard]] static Acceptor makeAcceptor(boost::asio::io_context& context);
     void accept();
 
     Treatment treatment_;
     boost::asio::io_context context_;
-    boost::asio::ip::tcp::acceptor acceptor_;
+    Acceptor acceptor_;
     unsigned short port_;
     std::atomic<int> connections_ = 0;
     std::mutex mutex_;

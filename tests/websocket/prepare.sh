@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 #
-# Makes what the tests of the WebSocket transport need in a folder: certificates, and the npm
-# package that the test service is written on. What is there already stays.
+# Makes the certificates that the tests of the WebSocket transport need in a folder. What is
+# there already stays.
 #
 # usage: prepare.sh FOLDER
 
@@ -51,17 +51,4 @@ if ! openssl x509 -checkend 86400 -noout -in "$folder/certificates/client.pem" >
     certificate imposter stranger localhost "subjectAltName=DNS:localhost"
     certificate client authority client "subjectAltName=DNS:client"
     cp "$here/prepare.sh" made-by
-fi
-
-if ! cmp -s "$here/node/package-lock.json" "$folder/node/package-lock.json" || [[ ! -e $folder/node/done ]]; then
-    rm -rf "$folder/node"
-    mkdir "$folder/node"
-    cp "$here/node/package.json" "$here/node/package-lock.json" "$folder/node"
-    if ! output=$(cd "$folder/node" && npm ci --no-audit --no-fund 2>&1); then
-        echo "$output" >&2
-        echo "prepare.sh: npm could not install the package 'ws'; the tests need Node.js with npm and a way to" \
-            "the npm registry" >&2
-        exit 1
-    fi
-    touch "$folder/node/done"
 fi

@@ -15,10 +15,10 @@
 const http = require('node:http');
 const https = require('node:https');
 const fs = require('node:fs');
-const path = require('node:path');
-const { createRequire } = require('node:module');
 
-const { WebSocketServer } = createRequire(path.join(process.cwd(), 'package.json'))('ws');
+// Where Debian keeps the packages of npm, which only its own build of Node.js knows.
+module.paths.push('/usr/share/nodejs');
+const { WebSocketServer } = require('ws');
 
 const [key, certificate] = process.argv.slice(2);
 const server =
