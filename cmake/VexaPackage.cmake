@@ -27,6 +27,9 @@ endif()
 if(VEXA_BUILD_HOST)
     list(APPEND vexa_exports Host)
 endif()
+if(TARGET VexaClientHostNats)
+    list(APPEND vexa_exports HostNats)
+endif()
 foreach(name IN LISTS vexa_exports)
     install(EXPORT VexaClient${name}Targets
         NAMESPACE VexaClient::

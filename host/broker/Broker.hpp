@@ -49,6 +49,12 @@ public:
     virtual void received(std::vector<Delivery> deliveries) = 0;
 };
 
+/// Whether a broker can do its work now, and a sentence about it for people.
+struct BrokerStatus {
+    bool isHealthy = false;
+    std::string text;
+};
+
 /// Where the messages of topics are kept and distributed: the service's only seam to storage and to other services.
 ///
 /// Every message of a topic has a time, "updatedAt" in its payload: the clock's at its publication, in seconds since
@@ -67,6 +73,14 @@ public:
     /// that a payload brings is replaced.
     virtual void publish(TopicKey topic, std::vector<Dictionary> payloads, PublishCompletion completion) = 0;
 
+    /// As publish(), for a publication that may come again, through whichever service of this broker: one whose id was
+    /// taken lately adds nothing, and completes as one that was accepted.
+    ///
+    /// A service knows itself what it was asked for twice. A broker whose messages no other service sees, and which
+    /// does not outlive its own, therefore need not look at the id.
+    virtual void publishOnce(const std::string& id, TopicKey topic, std::vector<Dictionary> payloads,
+                             PublishCompletion completion);
+
     /// Subscribes to a topic: what it holds later than `since` comes first, marked as replayed, then what is published
     /// from then on, with neither gap nor repetition between the two.
     ///
@@ -79,6 +93,9 @@ public:
 
     /// Ends a subscription and drops its receiver. An unknown number is accepted.
     virtual void cancel(std::int64_t subscription) = 0;
+
+    /// How the broker is. Any thread; returns at once. A broker that depends on nothing outside is always healthy.
+    [[nodiscard]] virtual BrokerStatus status() const { return {true, "in this process"}; }
 
     /// Ends a topic with a last message: publishes `payload` with "isTerminating" set to true. Its history is kept, so
     /// that whoever subscribes afterwards gets it and hears of the end.
