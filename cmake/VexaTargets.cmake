@@ -55,7 +55,7 @@ function(vexa_compile_settings target)
         )
         if(VEXA_SANITIZE OR VEXA_COVERAGE)
             # Instrumented code defeats the analysis behind these warnings.
-            target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-tsan)
+            target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-array-bounds -Wno-tsan)
         endif()
     endif()
     if(VEXA_WARNINGS_AS_ERRORS)

@@ -108,6 +108,15 @@ void ClientConnection::receive(const Message& message)
     }
 }
 
+void ClientConnection::whenHandled(std::function<void()> then)
+{
+    if (answeredPublications_ < begunPublications_) {
+        waiting_.push_back({begunPublications_, std::move(then)});
+        return;
+    }
+    callGuarded(service_->platform, "who waits for a session", then);
+}
+
 void ClientConnection::close()
 {
     if (!std::exchange(isOpen_, false)) {
@@ -115,6 +124,7 @@ void ClientConnection::close()
     }
     for (const auto& [topic, subscription] : subscriptions_) {
         service_->broker->cancel(subscription->number);
+        TopicLedger::subscriptionEnded(*subscription->account);
     }
     service_->figures.subscriptions -= subscriptions_.size();
     --service_->figures.sessions;
@@ -192,6 +202,8 @@ void ClientConnection::subscribeTo(const TopicRequest& topic, double newest, con
         }
         const auto subscription = std::make_shared<Subscription>();
         subscription->id = service_->nextSubscriptionId();
+        subscription->idText = std::make_shared<const std::string>(joined({"\"", subscription->id, "\""}));
+        subscription->account = &service_->topics.subscriptionBegan(topic.topic, service_->platform.monotonicNow());
         found = subscriptions_.emplace(topic.topic, subscription).first;
         ++service_->figures.subscriptions;
         subscription->number = service_->broker->subscribe(
@@ -228,8 +240,9 @@ void ClientConnection::publish(const Dictionary& message)
     }
     PublishCompletion answer = [self = shared_from_this(), requestId = request->requestId](
                                    const PublishResult& result) { self->send(publishResponse(requestId, result)); };
+    std::string name;
     if (!request->publisher.empty()) {
-        const std::string name = joined({request->publisher, "\n", request->requestId});
+        name = joined({request->publisher, "\n", request->requestId});
         if (!service_->publications.begin(name, std::move(answer))) {
             ++service_->figures.repeated;
             return;
@@ -239,13 +252,31 @@ void ClientConnection::publish(const Dictionary& message)
         };
     }
     auto publication = std::get<Publication>(std::move(request->publication));
-    service_->broker->publish(std::move(publication.topic), std::move(publication.payloads),
-                              [service = service_, answer = std::move(answer)](PublishResult result) {
-                                  service->queue->async([service, answer, result = std::move(result)] {
-                                      service->figures.published += result.accepted;
-                                      answer(result);
-                                  });
-                              });
+    PublishCompletion completion = [self = shared_from_this(), topic = publication.topic,
+                                    answer = std::move(answer)](PublishResult result) {
+        self->queue().async([self, topic, answer, result = std::move(result)] {
+            self->service_->countPublication(topic, result);
+            answer(result);
+            self->publicationAnswered();
+        });
+    };
+    ++begunPublications_;
+    Broker& broker = *service_->broker;
+    if (name.empty()) {
+        broker.publish(std::move(publication.topic), std::move(publication.payloads), std::move(completion));
+    } else {
+        broker.publishOnce(name, std::move(publication.topic), std::move(publication.payloads), std::move(completion));
+    }
+}
+
+void ClientConnection::publicationAnswered()
+{
+    ++answeredPublications_;
+    while (!waiting_.empty() && waiting_.front().publications <= answeredPublications_) {
+        const auto then = std::move(waiting_.front().then);
+        waiting_.pop_front();
+        callGuarded(service_->platform, "who waits for a session", then);
+    }
 }
 
 void ClientConnection::keepServerLogRecord(const Dictionary& message)
@@ -257,6 +288,7 @@ void ClientConnection::keepServerLogRecord(const Dictionary& message)
     }
     record->receivedAt = service_->platform.now();
     ++service_->figures.serverLogRecords;
+    service_->topics.report(record->blob);
     service_->serverLogRecords.add(std::move(*record));
 }
 
@@ -277,6 +309,7 @@ void ClientConnection::refused(const TopicKey& topic, const std::shared_ptr<Subs
         return;
     }
     // Forgotten, so that a later request for the topic asks the broker again.
+    TopicLedger::subscriptionEnded(*subscription->account);
     subscriptions_.erase(found);
     --service_->figures.subscriptions;
     for (const AnswerPlace& place : std::exchange(subscription->waiting, {})) {
@@ -320,18 +353,54 @@ void ClientConnection::deliver(Subscription& subscription, std::vector<Delivery>
         return;
     }
     subscription.sentUntil = timeOf(deliveries.back());
+    noteNewMessages(*subscription.account, deliveries);
     const std::size_t atMost = std::max<std::size_t>(1, service_->limits.entriesPerDataMessage);
-    for (std::size_t sent = 0; sent < deliveries.size();) {
-        const std::size_t end = std::min(sent + atMost, deliveries.size());
-        List entries;
-        entries.reserve(end - sent);
-        for (; sent < end; ++sent) {
-            entries.push_back(dataEntry(subscription.id, deliveries[sent]));
-            service_->figures.replayed += deliveries[sent].isReplayed ? 1U : 0U;
-            ++service_->figures.delivered;
+    for (std::span<const Delivery> rest{deliveries}; !rest.empty();) {
+        const auto part = rest.first(std::min(atMost, rest.size()));
+        rest = rest.subspan(part.size());
+        const auto replayed = static_cast<std::size_t>(
+            std::count_if(part.begin(), part.end(), [](const Delivery& each) { return each.isReplayed; }));
+        service_->figures.replayed += replayed;
+        service_->figures.delivered += part.size();
+        subscription.account->replayed += replayed;
+        subscription.account->delivered += part.size();
+        if (sink_.deliver) {
+            sendAsTexts(subscription, part);
+        } else {
+            sendAsDictionary(subscription, part);
         }
-        send(dataMessage(service_->platform.now(), std::move(entries)));
     }
+}
+
+void ClientConnection::noteNewMessages(TopicLedger::Account& account, const std::vector<Delivery>& deliveries)
+{
+    const auto lastKnown = std::find_if(deliveries.rbegin(), deliveries.rend(), [&account](const Delivery& each) {
+        return each.isReplayed || timeOf(each) <= account.newest;
+    });
+    const auto count = static_cast<std::size_t>(lastKnown - deliveries.rbegin());
+    if (count > 0) {
+        account.noteReceived(count, timeOf(deliveries.back()), service_->platform.monotonicNow());
+    }
+}
+
+void ClientConnection::sendAsDictionary(const Subscription& subscription, std::span<const Delivery> deliveries)
+{
+    List entries;
+    entries.reserve(deliveries.size());
+    for (const Delivery& each : deliveries) {
+        entries.push_back(dataEntry(subscription.id, each));
+    }
+    send(dataMessage(service_->platform.now(), std::move(entries)));
+}
+
+void ClientConnection::sendAsTexts(const Subscription& subscription, std::span<const Delivery> deliveries)
+{
+    DataBatch batch{service_->platform.now(), subscription.idText, {}};
+    batch.entries.reserve(deliveries.size());
+    for (const Delivery& each : deliveries) {
+        batch.entries.push_back({service_->payloadTexts.textOf(each.payload), each.isReplayed});
+    }
+    callGuarded(service_->platform, "the sink of a session", [&] { sink_.deliver(std::move(batch)); });
 }
 
 void ClientConnection::send(Dictionary message)

@@ -9,7 +9,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -28,6 +31,7 @@ public:
     void open();
 
     void receive(const Message& message);
+    void whenHandled(std::function<void()> then);
     void close();
 
 private:
@@ -41,11 +45,13 @@ private:
 
     struct Subscription {
         std::string id;
-        std::int64_t number = 0;     ///< at the broker
-        bool stands = false;         ///< the broker has confirmed it
-        std::size_t owedAnswers = 0; ///< that name it
-        double requestedFrom = 0;    ///< the newest time that a request named; 0 for none
-        double sentUntil = 0;        ///< the time of the newest message that was sent; 0 for none
+        std::shared_ptr<const std::string> idText; ///< the id as a JSON text
+        TopicLedger::Account* account = nullptr;   ///< of the topic; open as long as the subscription is
+        std::int64_t number = 0;                   ///< at the broker
+        bool stands = false;                       ///< the broker has confirmed it
+        std::size_t owedAnswers = 0;               ///< that name it
+        double requestedFrom = 0;                  ///< the newest time that a request named; 0 for none
+        double sentUntil = 0;                      ///< the time of the newest message that was sent; 0 for none
         std::vector<AnswerPlace> waiting;
         std::vector<Delivery> held; ///< while an answer is owed
     };
@@ -71,6 +77,7 @@ private:
     void subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
                      std::size_t position);
     void publish(const Dictionary& message);
+    void publicationAnswered();
     void keepServerLogRecord(const Dictionary& message);
 
     void subscribed(const std::shared_ptr<Subscription>& subscription);
@@ -79,6 +86,9 @@ private:
 
     void sendWhenSettled(const Answer& answer);
     void deliver(Subscription& subscription, std::vector<Delivery> deliveries);
+    void noteNewMessages(TopicLedger::Account& account, const std::vector<Delivery>& deliveries);
+    void sendAsDictionary(const Subscription& subscription, std::span<const Delivery> deliveries);
+    void sendAsTexts(const Subscription& subscription, std::span<const Delivery> deliveries);
     void send(Dictionary message);
     void closeByService(ServiceError reason);
 
@@ -86,6 +96,15 @@ private:
     const SessionSink sink_;
     bool isOpen_ = false;
     std::unordered_map<TopicKey, std::shared_ptr<Subscription>> subscriptions_;
+    std::uint64_t begunPublications_ = 0;
+    std::uint64_t answeredPublications_ = 0;
+
+    /// What is called once that many publications have been answered.
+    struct Waiting {
+        std::uint64_t publications;
+        std::function<void()> then;
+    };
+    std::deque<Waiting> waiting_;
     RecentRecords<std::size_t> operations_; ///< hashes of the ids of the newest requests, to know a retry
 };
 

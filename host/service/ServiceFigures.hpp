@@ -12,6 +12,7 @@ struct ServiceLimits {
     std::size_t keptServerLogRecords = 1'000;     ///< the newest ones
     std::size_t keptEchoes = 1'000;               ///< the newest ones
     std::size_t knownPublications = 100'000;      ///< whose repetition adds nothing to a topic; the newest ones
+    std::size_t countedTopics = 100'000;          ///< topics that have figures of their own
 };
 
 /// What a service has done since it was made, but for the first two, which are of now.

@@ -5,16 +5,25 @@
 
 namespace vexa::host {
 
-ServiceState::ServiceState(std::shared_ptr<Broker> topics, const ServiceLimits& bounds, Platform& outside)
+ServiceState::ServiceState(std::shared_ptr<Broker> topicBroker, const ServiceLimits& bounds, Platform& outside)
     : platform{outside},
       queue{outside.makeQueue("vexaservice")},
-      broker{std::move(topics)},
+      broker{std::move(topicBroker)},
       limits{bounds},
       serverLogRecords{bounds.keptServerLogRecords},
       echoes{bounds.keptEchoes},
       publications{bounds.knownPublications},
+      topics{bounds.countedTopics},
       idPrefix_{randomName(outside) + '-'}
 {}
+
+void ServiceState::countPublication(const TopicKey& topic, const PublishResult& result)
+{
+    if (result.accepted > 0) {
+        figures.published += result.accepted;
+        topics.published(topic, result.accepted, platform.now(), platform.monotonicNow());
+    }
+}
 
 std::string ServiceState::nextSubscriptionId()
 {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <host/broker/Broker.hpp>
+#include <host/service/PayloadTexts.hpp>
 #include <host/service/RecentPublications.hpp>
 #include <host/service/RecentRecords.hpp>
 #include <host/service/ServiceFigures.hpp>
 #include <host/service/ServiceMessages.hpp>
+#include <host/service/TopicLedger.hpp>
 #include <VexaClient/platform/Platform.hpp>
 
 #include <cstdint>
@@ -15,7 +17,7 @@ namespace vexa::host {
 
 /// What a service shares with the connections of its clients.
 struct ServiceState {
-    ServiceState(std::shared_ptr<Broker> topics, const ServiceLimits& bounds, Platform& outside);
+    ServiceState(std::shared_ptr<Broker> topicBroker, const ServiceLimits& bounds, Platform& outside);
 
     Platform& platform;
     const SerialQueueHandle queue;
@@ -27,6 +29,11 @@ struct ServiceState {
     RecentRecords<ServerLogRecord> serverLogRecords;
     RecentRecords<Message> echoes;
     RecentPublications publications;
+    PayloadTexts payloadTexts;
+    TopicLedger topics;
+
+    /// Counts what the broker took.
+    void countPublication(const TopicKey& topic, const PublishResult& result);
 
     /// An id that no other subscription of this service has, and hardly one of another service.
     [[nodiscard]] std::string nextSubscriptionId();

@@ -29,6 +29,14 @@ void Session::receive(Message message)
     }
 }
 
+void Session::whenHandled(std::function<void()> then)
+{
+    if (connection_ != nullptr) {
+        connection_->queue().async(
+            [connection = connection_, then = std::move(then)]() mutable { connection->whenHandled(std::move(then)); });
+    }
+}
+
 void Session::close() noexcept
 {
     if (const auto connection = std::exchange(connection_, nullptr)) {

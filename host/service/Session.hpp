@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/broker/Broker.hpp>
+#include <host/service/DataBatch.hpp>
 #include <VexaClient/platform/Json.hpp>
 
 #include <functional>
@@ -10,7 +11,7 @@ namespace vexa::host {
 
 class ClientConnection;
 
-/// How a service reaches one client. Both are called on the service's queue, one call at a time, and return at once. An
+/// How a service reaches one client. All are called on the service's queue, one call at a time, and return at once. An
 /// exception that escapes is written to the system log and otherwise ignored.
 struct SessionSink {
     /// Takes the messages for the client, in order.
@@ -18,6 +19,10 @@ struct SessionSink {
 
     /// The service has closed the session and sends nothing more; the client is expected to connect again.
     std::function<void(ServiceError reason)> closed;
+
+    /// Takes the data messages in place of `send`, in one order with what goes there, with texts for payloads. They
+    /// all go to `send` when this is empty.
+    std::function<void(DataBatch batch)> deliver = nullptr;
 };
 
 /// One client's connection, as the service sees it. Made by VexaService::connect(). Every operation may be called on
@@ -50,6 +55,11 @@ public:
     /// Handles one message of the client, behind those received earlier. What cannot be read is counted and, where it
     /// names the request that it wants to be, answered with an error.
     void receive(Message message);
+
+    /// Calls `then` on the service's queue once all that was received so far has been handled and the broker has
+    /// answered as many publications as that began: the way for a carrier to find out how far ahead of the service it
+    /// is. `then` returns at once; it is called also when the session has been closed meanwhile.
+    void whenHandled(std::function<void()> then);
 
     /// Ends all subscriptions. Messages that are on their way to the sink may still arrive there. A second call does
     /// nothing.

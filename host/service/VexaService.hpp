@@ -4,8 +4,11 @@
 #include <host/service/ServiceFigures.hpp>
 #include <host/service/ServiceMessages.hpp>
 #include <host/service/Session.hpp>
+#include <host/service/TopicFigures.hpp>
 #include <VexaClient/platform/Platform.hpp>
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -49,8 +52,21 @@ public:
     /// The echo messages that clients sent, whole, as many as are kept, the oldest first.
     [[nodiscard]] std::vector<Message> echoes() const;
 
+    /// What each topic has seen, in no order, but for topics beyond ServiceLimits::countedTopics.
+    [[nodiscard]] std::vector<TopicFigures> topicFigures() const;
+
+    /// The same without waiting: the completion is called on the service's queue and returns at once. Of the
+    /// records, the `atMost` newest.
+    void figures(std::function<void(ServiceFigures figures)> completion) const;
+    void serverLogRecords(std::size_t atMost,
+                          std::function<void(std::vector<ServerLogRecord> records)> completion) const;
+    void topicFigures(std::function<void(std::vector<TopicFigures> topics)> completion) const;
+
+    /// How the broker is. Returns at once.
+    [[nodiscard]] BrokerStatus brokerStatus() const;
+
 private:
-    [[nodiscard]] PublishCompletion counted(PublishCompletion completion) const;
+    [[nodiscard]] PublishCompletion counted(TopicKey topic, PublishCompletion completion) const;
 
     const std::shared_ptr<ServiceState> state_;
 };

@@ -9,8 +9,9 @@ namespace vexa::host {
 /// What the command line chose: it does the work and returns the exit code of the process.
 using ChosenCommand = std::function<int()>;
 
-/// Adds the subcommand `demo`, which sets `chosen` when the command line names it. Both must live until the command
+/// Add the subcommands, each of which sets `chosen` when the command line names it. Both must live until the command
 /// line has been read.
 void addDemoCommand(CLI::App& application, ChosenCommand& chosen);
+void addServeCommand(CLI::App& application, ChosenCommand& chosen);
 
 } // namespace vexa::host

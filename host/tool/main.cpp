@@ -15,6 +15,7 @@ int run(int argc, char** argv)
     CLI::App application{"A publish/subscribe service for VexaClient, and what belongs to it.", "vexa"};
     application.require_subcommand(1);
     vexa::host::ChosenCommand chosen;
+    vexa::host::addServeCommand(application, chosen);
     vexa::host::addDemoCommand(application, chosen);
     try {
         application.parse(argc, argv);
