@@ -135,6 +135,11 @@ void OruWebSocketClient::setBearerToken(std::string token)
     engine_->bearerToken(std::move(token));
 }
 
+void OruWebSocketClient::setNetworkAvailable(bool isAvailable)
+{
+    engine_->networkAvailable(isAvailable);
+}
+
 OruWebSocketFigures OruWebSocketClient::figures() const
 {
     return engine_->figures();

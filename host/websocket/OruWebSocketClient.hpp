@@ -66,6 +66,11 @@ public:
     /// section 2.1); an empty one means none.
     void setBearerToken(std::string token);
 
+    /// Tells the client whether there is a network at all, for hosts that know; it assumes one at first. Without one it
+    /// drops its connection, without a word to the service, and tries none; with the return of the network it connects
+    /// at once.
+    void setNetworkAvailable(bool isAvailable);
+
     [[nodiscard]] OruWebSocketFigures figures() const;
 
     /// Why the last connection was lost or could not be made, in words; empty when that has not happened.

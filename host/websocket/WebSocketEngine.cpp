@@ -55,7 +55,8 @@ WebSocketEngine::~WebSocketEngine() = default;
 void WebSocketEngine::run()
 {
     ownThread_ = std::this_thread::get_id();
-    connect();
+    // Behind what was asked of the engine before it had a thread.
+    postToOwnThread(&WebSocketEngine::connect);
     while (!reactor_->context.stopped()) {
         // Nothing but a lack of memory throws here; the connection that it hit ends by its time limits.
         callGuarded(platform_, "the WebSocket transport", [this] { reactor_->context.run(); });
@@ -128,6 +129,11 @@ void WebSocketEngine::bearerToken(std::string token)
     bearerToken_ = std::move(token);
 }
 
+void WebSocketEngine::networkAvailable(bool isAvailable)
+{
+    postToOwnThread(isAvailable ? &WebSocketEngine::networkFound : &WebSocketEngine::networkLost);
+}
+
 OruWebSocketFigures WebSocketEngine::figures() const
 {
     OruWebSocketFigures figures;
@@ -161,7 +167,8 @@ void WebSocketEngine::log(std::string_view line)
 
 void WebSocketEngine::connect()
 {
-    if (isStopping_) {
+    // The wait for a retry may have ended just when the network was lost or found.
+    if (isStopping_ || !hasNetwork_ || connection_ != nullptr) {
         return;
     }
     increase(counters_.attempts);
@@ -194,6 +201,27 @@ void WebSocketEngine::connectIn(double seconds)
             connect();
         }
     });
+}
+
+void WebSocketEngine::networkLost()
+{
+    if (!std::exchange(hasNetwork_, false) || isStopping_) {
+        return;
+    }
+    reactor_->retryTimer.cancel();
+    if (connection_ != nullptr) {
+        connection_->abort("there is no network");
+    }
+}
+
+void WebSocketEngine::networkFound()
+{
+    if (std::exchange(hasNetwork_, true) || isStopping_) {
+        return;
+    }
+    // What failed on the old network says nothing about the new one.
+    schedule_ = ReconnectSchedule{options_.reconnect};
+    connect();
 }
 
 void WebSocketEngine::opened()
@@ -232,6 +260,10 @@ void WebSocketEngine::closed(const std::string& reason)
         return;
     }
     rememberError(reason);
+    if (!hasNetwork_) {
+        log(joined({"WebSocket: not connected to ", address_.authority, ": ", escapeControlCharacters(reason)}));
+        return;
+    }
     const double delay = schedule_.nextDelay(platform_.monotonicNow(), platform_);
     log(joined({wasOpen ? "WebSocket: lost the connection to " : "WebSocket: cannot connect to ", address_.authority,
                 ": ", escapeControlCharacters(reason), "; trying again in ",

@@ -54,6 +54,7 @@ public:
 
     void send(const Dictionary& message);
     void bearerToken(std::string token);
+    void networkAvailable(bool isAvailable);
 
     [[nodiscard]] TransportListeners& listeners() noexcept { return listeners_; }
     [[nodiscard]] OruWebSocketFigures figures() const;
@@ -78,6 +79,8 @@ private:
     void connect();
     void beginAttempt();
     void connectIn(double seconds);
+    void networkLost();
+    void networkFound();
     void beginToStop();
 
     /// Begins to write the next text unless one is being written; without one, an engine that stops begins to close.
@@ -129,6 +132,7 @@ private:
 
     // On the engine's thread.
     std::shared_ptr<WebSocketConnection> connection_;
+    bool hasNetwork_ = true;
     bool isOpen_ = false;
     bool isClosing_ = false;
     std::size_t bytesBeingWritten_ = 0;

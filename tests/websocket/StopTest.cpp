@@ -44,11 +44,6 @@ bool clientThreadsAreGone()
     return true;
 }
 
-void keepOpen(TestService::Socket& socket, int /*number*/)
-{
-    ServiceEnd{socket}.receiveToTheEnd();
-}
-
 TEST(WebSocketStopTest, aClientThatNeverStartedStopsAndStaysStopped)
 {
     TestService service{keepOpen};

@@ -133,6 +133,11 @@ void writeRaw(TestService::Socket& socket, std::string_view bytes)
     boost::asio::write(socket, boost::asio::buffer(bytes));
 }
 
+void keepOpen(TestService::Socket& socket, int /*number*/)
+{
+    ServiceEnd{socket}.receiveToTheEnd();
+}
+
 void resetWhenDone(TestService::Socket& socket)
 {
     socket.set_option(boost::asio::socket_base::linger{true, 0});

@@ -90,6 +90,9 @@ void writeRaw(TestService::Socket& socket, std::string_view bytes);
 /// Has the connection be cut as by a crash, with a reset instead of an end, when its treatment returns.
 void resetWhenDone(TestService::Socket& socket);
 
+/// A treatment: shakes hands, and receives until the client ends the connection.
+void keepOpen(TestService::Socket& socket, int number);
+
 /// Waits until the other side ends the connection, and drops what comes.
 void waitForTheEnd(TestService::Socket& socket);
 
