@@ -13,5 +13,8 @@ using ChosenCommand = std::function<int()>;
 /// line has been read.
 void addDemoCommand(CLI::App& application, ChosenCommand& chosen);
 void addServeCommand(CLI::App& application, ChosenCommand& chosen);
+void addSubCommand(CLI::App& application, ChosenCommand& chosen);
+void addPubCommand(CLI::App& application, ChosenCommand& chosen);
+void addEchoCommand(CLI::App& application, ChosenCommand& chosen);
 
 } // namespace vexa::host

@@ -1,9 +1,13 @@
 #include <host/broker/MemoryBroker.hpp>
 #include <host/embedded/EmbeddedTransport.hpp>
 #include <host/service/VexaService.hpp>
+#include <host/tool/client/ConnectionOptions.hpp>
 #include <host/tool/Command.hpp>
 #include <host/tool/demo/Demonstration.hpp>
+#include <host/tool/demo/EmbeddedStage.hpp>
 #include <host/tool/demo/EveryStyleFollowerMaker.hpp>
+#include <host/tool/demo/RemoteStage.hpp>
+#include <host/tool/demo/ServiceProcess.hpp>
 #include <host/tool/display/DemoScreen.hpp>
 #include <host/tool/display/LineDisplay.hpp>
 #include <host/tool/display/TableDisplay.hpp>
@@ -42,6 +46,9 @@ struct DemoOptions {
     double seconds = 20;
     bool asJson = false;
     std::string logFile;
+    ConnectionOptions connection;
+    bool isRemote = false;      ///< whether the service is the one at the URL of the connection
+    bool usesProcesses = false; ///< whether the service runs in a process of its own
 };
 
 std::unique_ptr<Display> makeDisplay(const DemoOptions& options)
@@ -79,13 +86,47 @@ LogSink openLog(const std::string& path)
     };
 }
 
-/// Everything that is published can be replayed, however long the run.
-MemoryBrokerLimits brokerLimits(const DemoPlan& plan)
+/// How many messages of a topic a service keeps, so that everything can be replayed however long the run.
+std::size_t keptMessages(const DemoPlan& plan)
+{
+    const auto published = static_cast<std::size_t>(std::ceil(plan.duration / plan.interval));
+    return std::max(MemoryBrokerLimits{}.messagesPerTopic, 2 * published);
+}
+
+/// A stage, its transport, and the process that it needs, if any.
+struct Setting {
+    std::unique_ptr<ServiceProcess> process;
+    std::shared_ptr<DemoStage> stage;
+    std::shared_ptr<OruClient> transport;
+};
+
+Setting embeddedSetting(const DemoPlan& plan, const LogSink& log)
 {
     MemoryBrokerLimits limits;
-    const auto published = static_cast<std::size_t>(std::ceil(plan.duration / plan.interval));
-    limits.messagesPerTopic = std::max(limits.messagesPerTopic, 2 * published);
-    return limits;
+    limits.messagesPerTopic = keptMessages(plan);
+    auto service = std::make_shared<VexaService>(MemoryBroker::make(limits));
+    EmbeddedTransportOptions options;
+    options.throughText = true;
+    options.console = log;
+    auto transport = EmbeddedTransport::make(service, std::move(options));
+    return {nullptr, std::make_shared<EmbeddedStage>(std::move(service), transport), transport};
+}
+
+Setting remoteSetting(const DemoOptions& options, const DemoPlan& plan, const LogSink& log)
+{
+    constexpr double patience = 10;
+    Setting setting;
+    OruWebSocketClientOptions client = transportOptions(options.connection);
+    client.console = log;
+    if (options.usesProcesses) {
+        setting.process = std::make_unique<ServiceProcess>(keptMessages(plan));
+        client.url = setting.process->url();
+    }
+    auto stage = std::make_shared<RemoteStage>(client, SystemPlatform::shared());
+    stage->awaitConnections(patience);
+    setting.transport = stage->transport();
+    setting.stage = std::move(stage);
+    return setting;
 }
 
 /// Interrupts the demonstration at the first signal, and leaves at once at the second one.
@@ -130,12 +171,9 @@ int runDemo(const DemoOptions& options)
     SystemPlatform& platform = SystemPlatform::shared();
     platform.setLogSink(log);
 
-    const auto service = std::make_shared<VexaService>(MemoryBroker::make(brokerLimits(plan)));
-    EmbeddedTransportOptions transportOptions;
-    transportOptions.throughText = true;
-    transportOptions.console = log;
-    const auto transport = EmbeddedTransport::make(service, std::move(transportOptions));
-    Dependencies::shared().oruClient(transport);
+    const bool isEmbedded = !options.isRemote && !options.usesProcesses;
+    const Setting setting = isEmbedded ? embeddedSetting(plan, log) : remoteSetting(options, plan, log);
+    Dependencies::shared().oruClient(setting.transport);
 
     MachineFigures figures;
     EveryStyleFollowerMaker followers;
@@ -143,8 +181,8 @@ int runDemo(const DemoOptions& options)
     DemoScreen screen{platform, makeDisplay(options),
                       [&context] { boost::asio::post(context, [&context] { context.stop(); }); }};
     const auto demonstration =
-        Demonstration::make({platform, *service, *transport, VexaOruSubscriptionManager::sharedSubscriptionManager(),
-                             figures, followers, [] { VexaDataSender::shared().sendToEcho(); }, screen},
+        Demonstration::make({platform, *setting.stage, VexaOruSubscriptionManager::sharedSubscriptionManager(), figures,
+                             followers, [] { VexaDataSender::shared().sendToEcho(); }, screen},
                             plan);
     const SignalWatch watch{context, *demonstration};
     screen.follow(*demonstration);
@@ -173,9 +211,19 @@ void addDemoCommand(CLI::App& application, ChosenCommand& chosen)
         ->capture_default_str();
     command->add_flag("--json", options->asJson, "Print one JSON object a line");
     command->add_option("--log", options->logFile, "Write the library's log lines to a file")->type_name("FILE");
+    auto* const processes = command->add_flag("--processes", options->usesProcesses,
+                                              "Run the service in a process of its own, reached over a WebSocket");
+    addConnectionOptions(*command, options->connection);
+    CLI::Option* const url = command->get_option("--url");
+    url->description("Use the service at this address instead of one in this process")
+        ->default_str("")
+        ->excludes(processes);
     command->footer("At a terminal it draws a table; into a pipe it prints plain lines. It exits with 0 only if every\n"
                     "message arrived at every stream, once and in order.");
-    command->callback([options, &chosen] { chosen = [options] { return runDemo(*options); }; });
+    command->callback([options, url, &chosen] {
+        options->isRemote = url->count() > 0;
+        chosen = [options] { return runDemo(*options); };
+    });
 }
 
 } // namespace vexa::host

@@ -14,8 +14,12 @@ int run(int argc, char** argv)
 {
     CLI::App application{"A publish/subscribe service for VexaClient, and what belongs to it.", "vexa"};
     application.require_subcommand(1);
+    application.set_version_flag("--version", "vexa " VEXA_VERSION);
     vexa::host::ChosenCommand chosen;
     vexa::host::addServeCommand(application, chosen);
+    vexa::host::addSubCommand(application, chosen);
+    vexa::host::addPubCommand(application, chosen);
+    vexa::host::addEchoCommand(application, chosen);
     vexa::host::addDemoCommand(application, chosen);
     try {
         application.parse(argc, argv);

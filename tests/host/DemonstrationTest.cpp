@@ -3,6 +3,7 @@
 #include <host/embedded/EmbeddedTransport.hpp>
 #include <host/tool/demo/CoroutineFollower.hpp>
 #include <host/tool/demo/Demonstration.hpp>
+#include <host/tool/demo/EmbeddedStage.hpp>
 #include <testing/StandaloneLibrary.hpp>
 #include <VexaClient/transport/Kivora.hpp>
 
@@ -69,7 +70,7 @@ struct DemoUnderTest {
         container.oruClient(transport);
         library.emplace(platform, container);
         demonstration =
-            Demonstration::make({platform, *service, *transport, library->manager(), figures, followers,
+            Demonstration::make({platform, stage, library->manager(), figures, followers,
                                  [this] { transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
                                 plan);
     }
@@ -109,6 +110,7 @@ struct DemoUnderTest {
     Dependencies container;
     std::shared_ptr<VexaService> service;
     std::shared_ptr<EmbeddedTransport> transport;
+    EmbeddedStage stage{service, transport};
     std::optional<testing::StandaloneLibrary> library;
     MadeUpFigures figures;
     CoroutineFollowerMaker followers;
@@ -210,8 +212,8 @@ TEST(Demonstration, NoticesMessagesThatComeTwice)
     DemoUnderTest t;
     Repeater repeater;
     Listener listener;
-    t.demonstration = Demonstration::make(
-        {t.platform, *t.service, *t.transport, t.library->manager(), t.figures, repeater, [] {}, listener}, t.plan);
+    t.demonstration =
+        Demonstration::make({t.platform, t.stage, t.library->manager(), t.figures, repeater, [] {}, listener}, t.plan);
     t.demonstration->start();
     t.platform.clock.advance(100);
 
@@ -249,8 +251,8 @@ TEST(Demonstration, NoticesAStreamThatDoesNotEnd)
     DemoUnderTest t;
     Silencer silencer;
     Listener listener;
-    t.demonstration = Demonstration::make(
-        {t.platform, *t.service, *t.transport, t.library->manager(), t.figures, silencer, [] {}, listener}, t.plan);
+    t.demonstration =
+        Demonstration::make({t.platform, t.stage, t.library->manager(), t.figures, silencer, [] {}, listener}, t.plan);
     t.demonstration->start();
     t.platform.clock.advance(100);
 
@@ -301,7 +303,7 @@ TEST(Demonstration, NeedsNothingButTheProcessItself)
     OneFigure figures;
     Listener listener;
     t.demonstration =
-        Demonstration::make({t.platform, *t.service, *t.transport, t.library->manager(), figures, t.followers,
+        Demonstration::make({t.platform, t.stage, t.library->manager(), figures, t.followers,
                              [&t] { t.transport->send({{"category", "zltMsg"}, {"type", "sdk-echo"}}); }, listener},
                             t.plan);
     t.demonstration->start();

@@ -1,10 +1,10 @@
 #include "Certificates.hpp"
-#include "ChildService.hpp"
 #include "HttpConnection.hpp"
 #include "ServerUnderTest.hpp"
 #include "TestClient.hpp"
 
 #include <gtest/gtest.h>
+#include <tests/tool/ToolProcess.hpp>
 
 #include <csignal>
 #include <filesystem>
@@ -26,7 +26,7 @@ Arguments serveOnLoopback(const Arguments& more = {})
 }
 
 /// The port in the first line of the service's output.
-unsigned short portOf(ChildService& child, const std::string& scheme = "ws")
+unsigned short portOf(ToolProcess& child, const std::string& scheme = "ws")
 {
     const std::string line = child.readLine();
     const std::string beginning = "listening on " + scheme + "://127.0.0.1:";
@@ -37,7 +37,7 @@ unsigned short portOf(ChildService& child, const std::string& scheme = "ws")
 TEST(ServeCommand, ServesUntilItIsToldToEnd)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
-        ChildService child{serveOnLoopback()};
+        ToolProcess child{serveOnLoopback()};
         BasicTestClient<> client{portOf(child)};
         client.connect();
         ASSERT_EQ(client.shakeHands(), 101U);
@@ -62,7 +62,7 @@ TEST(ServeCommand, ServesUntilItIsToldToEnd)
 TEST(ServeCommand, SaysWhatToDoWhenThePortIsTaken)
 {
     ServerUnderTest taken;
-    ChildService child{{"serve", "--listen", taken.server.address().text()}};
+    ToolProcess child{{"serve", "--listen", taken.server.address().text()}};
     EXPECT_EQ(child.wait(), 1);
     EXPECT_EQ(child.readLine(), "");
     EXPECT_EQ(child.readErrors(), "vexa: cannot listen on " + taken.server.address().text() +
@@ -82,7 +82,7 @@ TEST(ServeCommand, RefusesACommandLineThatMakesNoSense)
                                                         {"--unheard-of"}}) {
         Arguments arguments{"serve"};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        ChildService child{arguments};
+        ToolProcess child{arguments};
         EXPECT_EQ(child.wait(), 2) << more.front();
         EXPECT_NE(child.readErrors(), "") << more.front();
     }
@@ -90,7 +90,7 @@ TEST(ServeCommand, RefusesACommandLineThatMakesNoSense)
 
 TEST(ServeCommand, SaysWhichFileIsMissing)
 {
-    ChildService child{serveOnLoopback({"--token-file", "/nowhere/tokens"})};
+    ToolProcess child{serveOnLoopback({"--token-file", "/nowhere/tokens"})};
     EXPECT_EQ(child.wait(), 1);
     EXPECT_EQ(child.readErrors(), "vexa: cannot read the token file '/nowhere/tokens': No such file or directory\n");
 }
@@ -100,7 +100,7 @@ TEST(ServeCommand, ReadsTokensAgainWhenToldTo)
     const Certificates folder;
     const std::string file = folder.file("tokens");
     std::ofstream{file} << "old\n";
-    ChildService child{serveOnLoopback({"--token-file", file})};
+    ToolProcess child{serveOnLoopback({"--token-file", file})};
     HttpConnection http{portOf(child)};
     EXPECT_EQ(http.get("/topics", "old").result_int(), 200U);
 
@@ -119,7 +119,7 @@ TEST(ServeCommand, ReadsTokensAgainWhenToldTo)
 TEST(ServeCommand, SpeaksTls)
 {
     const Certificates certificates;
-    ChildService child{serveOnLoopback(
+    ToolProcess child{serveOnLoopback(
         {"--tls-certificate", certificates.file("server.pem"), "--tls-key", certificates.file("server.key")})};
     EXPECT_NE(portOf(child, "wss"), 0);
     child.signal(SIGTERM);
@@ -128,8 +128,8 @@ TEST(ServeCommand, SpeaksTls)
 
 TEST(ServeCommand, KeepsAsMuchHistoryAsItIsTold)
 {
-    ChildService child{serveOnLoopback({"--history-count", "2", "--history-age", "5m", "--max-topics", "1",
-                                        "--max-message-bytes", "1KiB", "--threads", "1"})};
+    ToolProcess child{serveOnLoopback({"--history-count", "2", "--history-age", "5m", "--max-topics", "1",
+                                       "--max-message-bytes", "1KiB", "--threads", "1"})};
     const unsigned short port = portOf(child);
     BasicTestClient<> publisher{port};
     publisher.connect();

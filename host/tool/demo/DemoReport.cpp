@@ -46,10 +46,14 @@ Dictionary DemoSummary::asDictionary() const
                        {"endedByConsumer", ends.byConsumer},
                        {"endedBadly", ends.badly},
                        {"openings", openings},
-                       {"echoes", echoes},
-                       {"diagnosticReports", diagnosticReports},
                        {"interrupted", wasInterrupted},
                        {"passed", complaints().empty()}};
+    if (echoes) {
+        summary["echoes"] = *echoes;
+    }
+    if (diagnosticReports) {
+        summary["diagnosticReports"] = *diagnosticReports;
+    }
     if (medianDelay) {
         summary["medianDelay"] = *medianDelay;
     }

@@ -39,13 +39,16 @@ struct DemoSummary {
     double seconds = 0;
     StreamTotals totals; ///< "missing" is what was lost
     StreamEnds ends;
-    bool topicWasEnded = false;          ///< the service ended a topic, and all its streams heard of it
-    std::uint64_t openings = 0;          ///< of the connection
-    std::uint64_t echoes = 0;            ///< that the service received
-    std::uint64_t diagnosticReports = 0; ///< that the service received; most are sent minutes later
-    std::optional<double> medianDelay;   ///< seconds from publication to consumer, without replays
-    std::optional<double> slowDelay;     ///< the same; one message in a hundred took longer
-    bool wasInterrupted = false;         ///< it ended early because it was asked to
+    bool topicWasEnded = false; ///< the service ended a topic, and all its streams heard of it
+    std::uint64_t openings = 0; ///< of the connection
+
+    /// What the service received, where that can be known. Most diagnostic reports are sent minutes later.
+    std::optional<std::uint64_t> echoes;
+    std::optional<std::uint64_t> diagnosticReports;
+
+    std::optional<double> medianDelay; ///< seconds from publication to consumer, without replays
+    std::optional<double> slowDelay;   ///< the same; one message in a hundred took longer
+    bool wasInterrupted = false;       ///< it ended early because it was asked to
 
     /// What is wrong, a sentence each; empty when everything is as it should be.
     [[nodiscard]] std::vector<std::string> complaints() const;

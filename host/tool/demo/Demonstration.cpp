@@ -71,7 +71,7 @@ DemoSnapshot Demonstration::snapshot()
         snapshot.duration = plan_.duration;
         snapshot.rows = board_.rows(parts_.platform.monotonicNow());
         snapshot.totals = board_.totals();
-        if (!isCut_ && parts_.transport.isOpen()) {
+        if (!isCut_ && parts_.stage.isOpen()) {
             snapshot.connection = reopenedAt_ ? ConnectionState::catchingUp : ConnectionState::open;
         }
         return snapshot;
@@ -97,7 +97,7 @@ void Demonstration::begin()
         board_.addTopic(figure);
     }
     lateTopic_ = topicNamed(lateTopicName);
-    parts_.transport.open();
+    parts_.stage.open();
     for (std::size_t topic = 0; topic < topics_.size(); ++topic) {
         if (topic != lateTopic_) {
             followTopic(topic, styleFor(topics_[topic]));
@@ -145,7 +145,9 @@ void Demonstration::followTopic(std::size_t topic, FollowStyle style)
     };
     const Figure& figure = topics_[topic];
     followers_.push_back(parts_.followers.follow(
-        style, VexaSubscriptionStream::createStream(figure.topic, figure.parameters, std::nullopt, parts_.manager),
+        style,
+        VexaSubscriptionStream::createStream(figure.topic, parts_.stage.parametersOf(figure.parameters), std::nullopt,
+                                             parts_.manager),
         std::move(events)));
 }
 
@@ -155,7 +157,8 @@ void Demonstration::publishSample()
         const auto topic = board_.indexOf(figure);
         if (topic && topic != endedTopic_) {
             topics_[*topic] = figure;
-            parts_.service.publish(figure.topic, figure.parameters, {payloadFor(*topic, figure)});
+            parts_.stage.publish(figure.topic, parts_.stage.parametersOf(figure.parameters),
+                                 payloadFor(*topic, figure));
         }
     }
 }
@@ -182,7 +185,7 @@ void Demonstration::cutConnection()
 {
     isCut_ = true;
     replayedBefore_ = board_.totals().replayed;
-    parts_.transport.close();
+    parts_.stage.cut();
     report("connectionCut", "the connection is cut; publishing goes on");
     // From now, so that the cut is as long as planned also where timers come late.
     at(plan_.reopenAt - plan_.cutAt, &Demonstration::reopenConnection);
@@ -194,7 +197,7 @@ void Demonstration::reopenConnection()
     reopenedAt_ = parts_.platform.monotonicNow();
     board_.mark();
     const std::uint64_t missing = board_.totals().missing;
-    parts_.transport.open();
+    parts_.stage.open();
     report("connectionOpened", fmt::format("the connection opens again; the streams miss {} messages", missing),
            {{"missing", missing}});
     noteRecovery();
@@ -208,7 +211,9 @@ void Demonstration::endTopic()
     }
     endedTopic_ = topic;
     const Figure& figure = topics_[*topic];
-    parts_.service.end(figure.topic, figure.parameters, payloadFor(*topic, figure));
+    Dictionary last = payloadFor(*topic, figure);
+    last["isTerminating"] = true;
+    parts_.stage.publish(figure.topic, parts_.stage.parametersOf(figure.parameters), std::move(last));
 }
 
 void Demonstration::drain()
@@ -317,15 +322,15 @@ double Demonstration::elapsed()
 
 DemoSummary Demonstration::summary()
 {
-    const ServiceFigures figures = parts_.service.figures();
+    const DemoStageFigures figures = parts_.stage.figures();
     DemoSummary summary;
     summary.seconds = elapsed();
     summary.totals = board_.totals();
     summary.ends = board_.ends();
     summary.topicWasEnded = endedTopic_ && board_.wasTerminated(*endedTopic_);
-    summary.openings = parts_.transport.figures().openings;
+    summary.openings = figures.openings;
     summary.echoes = figures.echoes;
-    summary.diagnosticReports = figures.serverLogRecords;
+    summary.diagnosticReports = figures.diagnosticReports;
     summary.medianDelay = delays_.quantile(0.5);
     summary.slowDelay = delays_.quantile(0.99);
     summary.wasInterrupted = wasInterrupted_;

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <host/embedded/EmbeddedTransport.hpp>
-#include <host/service/VexaService.hpp>
 #include <host/tool/demo/Delays.hpp>
 #include <host/tool/demo/DemoPlan.hpp>
 #include <host/tool/demo/DemoReport.hpp>
+#include <host/tool/demo/DemoStage.hpp>
 #include <host/tool/demo/StreamFollower.hpp>
 #include <host/tool/demo/TopicBoard.hpp>
 #include <host/tool/machine/Figure.hpp>
@@ -24,8 +23,7 @@ namespace vexa::host {
 /// What a demonstration plays with. All of it must outlive the demonstration.
 struct DemoParts {
     Platform& platform;
-    VexaService& service;
-    EmbeddedTransport& transport; ///< registered with the manager's container
+    DemoStage& stage; ///< whose transport is registered with the manager's container
     std::shared_ptr<VexaOruSubscriptionManager> manager;
     FigureSource& figures;
     FollowerMaker& followers;

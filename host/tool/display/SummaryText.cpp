@@ -45,8 +45,10 @@ std::vector<std::string> summaryText(const DemoSummary& summary, bool hasColour)
                               fmt::format("{} in the middle, 99 % within {}", milliseconds(*summary.medianDelay),
                                           milliseconds(*summary.slowDelay))));
     }
-    lines.push_back(entry("at the service", fmt::format("{} echo, {} diagnostic reports (sent 5 to 300 s late)",
-                                                        summary.echoes, summary.diagnosticReports)));
+    if (summary.echoes && summary.diagnosticReports) {
+        lines.push_back(entry("at the service", fmt::format("{} echo, {} diagnostic reports (sent 5 to 300 s late)",
+                                                            *summary.echoes, *summary.diagnosticReports)));
+    }
     lines.emplace_back();
     const auto complaints = summary.complaints();
     if (summary.wasInterrupted) {

@@ -9,17 +9,22 @@
 namespace vexa::host {
 
 /// The tool as a process of its own, with its standard output and standard error. It is killed with the object.
-class ChildService {
+class ToolProcess {
 public:
     /// Runs `vexa` with these arguments.
-    explicit ChildService(std::vector<std::string> arguments);
-    ~ChildService();
-    ChildService(const ChildService&) = delete;
-    ChildService& operator=(const ChildService&) = delete;
+    ///
+    /// \param input  the file that is its standard input
+    explicit ToolProcess(std::vector<std::string> arguments, const std::string& input = "/dev/null");
+    ~ToolProcess();
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
 
     /// The next line of its output, without the line break; empty at the end.
     std::string readLine() { return readLine(output_); }
     std::string readErrorLine() { return readLine(errors_); }
+
+    /// What is left of what it writes to its output; the end of that is the end of the process.
+    std::string readAll();
 
     /// What is left of what it writes to standard error.
     std::string readErrors();

@@ -1,4 +1,4 @@
-#include "ChildService.hpp"
+#include "ToolProcess.hpp"
 
 #include <spawn.h>
 
@@ -29,7 +29,7 @@ Pipe makePipe()
 
 } // namespace
 
-ChildService::ChildService(std::vector<std::string> arguments)
+ToolProcess::ToolProcess(std::vector<std::string> arguments, const std::string& input)
 {
     arguments.insert(arguments.begin(), VEXA_TOOL);
     std::vector<char*> pointers;
@@ -41,6 +41,7 @@ ChildService::ChildService(std::vector<std::string> arguments)
     const Pipe errors = makePipe();
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
     ::posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
     const int failure = ::posix_spawn(&process_, pointers[0], &actions, nullptr, pointers.data(), environ);
@@ -55,7 +56,7 @@ ChildService::ChildService(std::vector<std::string> arguments)
     }
 }
 
-ChildService::~ChildService()
+ToolProcess::~ToolProcess()
 {
     if (process_ > 0) {
         ::kill(process_, SIGKILL);
@@ -65,7 +66,18 @@ ChildService::~ChildService()
     std::fclose(errors_);
 }
 
-std::string ChildService::readErrors()
+std::string ToolProcess::readAll()
+{
+    std::string text;
+    std::array<char, 65536> piece{};
+    for (std::size_t count = std::fread(piece.data(), 1, piece.size(), output_); count > 0;
+         count = std::fread(piece.data(), 1, piece.size(), output_)) {
+        text.append(piece.data(), count);
+    }
+    return text;
+}
+
+std::string ToolProcess::readErrors()
 {
     std::string text;
     for (std::string line = readErrorLine(); !line.empty(); line = readErrorLine()) {
@@ -74,12 +86,12 @@ std::string ChildService::readErrors()
     return text;
 }
 
-void ChildService::signal(int number) const
+void ToolProcess::signal(int number) const
 {
     ::kill(process_, number);
 }
 
-int ChildService::wait()
+int ToolProcess::wait()
 {
     constexpr int exitCodeOfSignals = 128;
     int status = 0;
@@ -88,7 +100,7 @@ int ChildService::wait()
     return WIFEXITED(status) ? WEXITSTATUS(status) : exitCodeOfSignals + WTERMSIG(status);
 }
 
-std::string ChildService::readLine(std::FILE* file)
+std::string ToolProcess::readLine(std::FILE* file)
 {
     std::string line;
     for (int character = std::fgetc(file); character != EOF && character != '\n'; character = std::fgetc(file)) {
