@@ -57,7 +57,8 @@ std::optional<JetStreamError> errorIn(const Dictionary& answer)
         return std::nullopt;
     }
     return JetStreamError{JetStreamError::Kind::refused, static_cast<std::int64_t>(countAt(*error, "err_code")),
-                          std::string{stringAt(*error, "description").value_or("unknown error")}};
+                          std::string{stringAt(*error, "description").value_or("unknown error")},
+                          static_cast<std::int64_t>(countAt(*error, "code"))};
 }
 
 /// RFC 4648, section 4; an empty text when `encoded` is none.

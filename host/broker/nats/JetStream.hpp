@@ -27,6 +27,7 @@ struct JetStreamError {
     Kind kind;
     std::int64_t code = 0; ///< JetStream's "err_code", when it refused
     std::string description;
+    std::int64_t status = 0; ///< JetStream's "code", which follows those of HTTP, when it refused
 
     static constexpr std::int64_t streamNotFound = 10059;
     static constexpr std::int64_t noMessageFound = 10037;

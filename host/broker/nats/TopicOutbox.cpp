@@ -43,14 +43,33 @@ ServiceError stopped()
     return {"BrokerStopped", "The message broker's client was stopped; the publication may be stored or not"};
 }
 
-/// Whether JetStream may take the same record later.
+/// JetStream's error for a record that it has got and has not stored yet, from whichever service.
+constexpr std::int64_t duplicateInProcess = 10158;
+
+/// Whether JetStream may take the same record later. A leader that has just lost its place refuses with the status
+/// alone.
 bool isPassing(const JetStreamError& error)
 {
+    constexpr std::int64_t serviceUnavailable = 503;
     constexpr std::int64_t temporarilyUnavailable = 10008;
     constexpr std::int64_t noLeader = 10009;
     constexpr std::int64_t streamOffline = 10118;
-    return error.code == temporarilyUnavailable || error.code == noLeader || error.code == streamOffline ||
+    return error.status == serviceUnavailable || error.code == temporarilyUnavailable || error.code == noLeader ||
+           error.code == streamOffline || error.code == duplicateInProcess ||
            error.code == JetStreamError::streamNotFound;
+}
+
+/// Whether a refusal leaves open what becomes of the record: it may still be stored.
+bool isUndecided(const JetStreamError& error)
+{
+    return error.code == duplicateInProcess || error.code == 0;
+}
+
+/// Whether an answer names the place of the record in the stream. Servers before 2.11 answer 0 for a repetition of one
+/// that they have not stored yet, and may never store.
+bool hasPlace(const Dictionary& answer)
+{
+    return doubleAt(answer, "seq").value_or(0) > 0;
 }
 
 } // namespace
@@ -129,7 +148,11 @@ void TopicOutbox::answered(const std::string& id, const Dictionary& answer, cons
     }
     record_->isSent = false;
     if (!error) {
-        stored(boolAt(answer, "duplicate").value_or(false));
+        if (hasPlace(answer)) {
+            stored(boolAt(answer, "duplicate").value_or(false));
+        } else {
+            record_->mayBeStored = true;
+        }
         return;
     }
     switch (error->kind) {
@@ -139,7 +162,9 @@ void TopicOutbox::answered(const std::string& id, const Dictionary& answer, cons
         record_->mayBeStored = true;
         break;
     case JetStreamError::Kind::refused:
-        if (!isPassing(*error)) {
+        if (isPassing(*error)) {
+            record_->mayBeStored = record_->mayBeStored || isUndecided(*error);
+        } else {
             const bool mayBeStored = record_->mayBeStored;
             fail(std::move(std::exchange(record_, std::nullopt)->publications),
                  mayBeStored ? unconfirmed() : ServiceError{"BrokerRefused", error->description});
