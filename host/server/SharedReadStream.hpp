@@ -166,14 +166,37 @@ private:
     bool isTearingDown_ = false;
 };
 
-/// Closes the stream below in its own way, once the WebSocket protocol has ended. Boost.Beast finds it by this name.
+/// The end of the stream below, in its own way. However that goes, the WebSocket has had its closing handshake by then,
+/// and why it ended is not for a peer to change that leaves without a word, as many do over TLS.
+template <class NextLayer>
+struct TeardownOperation {
+    boost::beast::role_type role;
+    SharedReadStream<NextLayer>* stream;
+    bool hasBegun = false;
+
+    template <class Self>
+    void operator()(Self& self, const boost::system::error_code& /*error*/ = {})
+    {
+        if (std::exchange(hasBegun, true)) {
+            self.complete({});
+            return;
+        }
+        stream->noteTeardown();
+        // The operation moves while it is begun.
+        NextLayer& nextLayer = stream->next_layer();
+        const boost::beast::role_type ownRole = role;
+        using boost::beast::websocket::async_teardown;
+        async_teardown(ownRole, nextLayer, std::move(self));
+    }
+};
+
+/// Closes the stream below, once the WebSocket protocol has ended. Boost.Beast finds it by this name.
 template <class NextLayer, class TeardownHandler>
 void async_teardown( // NOLINT(readability-identifier-naming)
     boost::beast::role_type role, SharedReadStream<NextLayer>& stream, TeardownHandler&& handler)
 {
-    stream.noteTeardown();
-    using boost::beast::websocket::async_teardown;
-    async_teardown(role, stream.next_layer(), std::forward<TeardownHandler>(handler));
+    boost::asio::async_compose<TeardownHandler, void(boost::system::error_code)>(
+        TeardownOperation<NextLayer>{role, &stream}, handler, stream.next_layer());
 }
 
 } // namespace vexa::host

@@ -171,7 +171,7 @@ TEST(BadFrames, AnAbruptEndClosesTheSession)
     static_cast<void>(reset.subscribe("scores"));
     TestClient halfSent{under};
     halfSent.sendRaw("\x81\xFE\x10\x00\0\0\0\0{\"a\":"sv);
-    EXPECT_EQ(under.service->figures().sessions, 2U);
+    await([&under] { return under.service->figures().sessions == 2; });
 
     reset.reset();
     halfSent.socket().close();

@@ -88,11 +88,11 @@ Certificates::Certificates()
     std::string pattern = std::filesystem::temp_directory_path() / "vexa-certificates-XXXXXX";
     require(::mkdtemp(pattern.data()) != nullptr);
     folder_ = pattern;
-    const Key authorityKey{EVP_EC_gen("P-256")};
+    const Key authorityKey{EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256")};
     const Certificate authority = issue("authority", authorityKey.get(), nullptr, authorityKey.get(), nullptr);
     writeCertificate(file("authority.pem"), authority.get());
     const auto add = [&](const std::string& name, const char* alternativeNames) {
-        const Key key{EVP_EC_gen("P-256")};
+        const Key key{EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256")};
         const Certificate made = issue(name.c_str(), key.get(), authority.get(), authorityKey.get(), alternativeNames);
         writeCertificate(file(name + ".pem"), made.get());
         writeKey(file(name + ".key"), key.get());

@@ -153,7 +153,7 @@ public:
     {
         const std::lock_guard lock{mutex_};
         isReleased_ = true;
-        for (const auto& each : held_) {
+        for (const auto& each : std::exchange(held_, {})) {
             each({1, std::nullopt});
         }
     }

@@ -107,7 +107,7 @@ TEST(FrameQueue, KeepsAFrameWithinItsSize)
 {
     FrameQueue queue{{1'000'000, 1'000}};
     for (int number = 0; number < 100; ++number) {
-        queue.add(single(1, "s-1", '"' + std::string(100, 'x') + '"'));
+        queue.add(single(1, "s-1", "\"" + std::string(100, 'x') + "\""));
     }
     const Texts texts = drain(queue);
     EXPECT_GT(texts.size(), 10U);

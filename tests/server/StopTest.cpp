@@ -141,7 +141,7 @@ TEST(Stop, EndsAServerWhileClientsComeAndMessagesFlow)
         std::atomic<bool> isOver = false;
         std::vector<std::thread> threads;
         for (int number = 0; number < 3; ++number) {
-            threads.emplace_back([&under, &isOver, port = under->port()] {
+            threads.emplace_back([&isOver, port = under->port()] {
                 while (!isOver) {
                     try {
                         BasicTestClient<> client{port};

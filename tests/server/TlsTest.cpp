@@ -2,6 +2,7 @@
 #include "ServerUnderTest.hpp"
 #include "TestClient.hpp"
 
+#include <boost/asio/read.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/beast/http/read.hpp>
@@ -13,6 +14,7 @@
 #include <openssl/ssl.h>
 
 #include <algorithm>
+#include <array>
 #include <list>
 #include <stdexcept>
 #include <string>
@@ -190,6 +192,26 @@ TEST(Tls, SaysWhichFileCannotBeUsed)
     options = secured(certificates);
     options.tls.privateKey.clear();
     EXPECT_NE(complaintAbout(options).find("both a certificate and its private key"), std::string::npos);
+}
+
+TEST(Tls, KnowsWhyItClosedAConnectionWhoseClientLeavesWithoutAWord)
+{
+    const Certificates certificates;
+    ServerUnderTest under{secured(certificates)};
+    TlsContext context = trusting(certificates);
+    TlsClient client{under, context};
+    client.secure();
+    ASSERT_EQ(client.shakeHands(), 101U);
+    client.send("{\"a\":\"\xC3\x28\"}");
+
+    // A closing frame with the code 1007 is all that comes, and TLS is not ended after it.
+    std::array<unsigned char, 4> frame{};
+    boost::asio::read(client.stream().next_layer(), boost::asio::buffer(frame));
+    EXPECT_EQ(frame, (std::array<unsigned char, 4>{0x88, 0x02, 0x03, 0xEF}));
+    client.socket().close();
+
+    await([&under] { return under.closed(CloseReason::protocol) == 1; });
+    EXPECT_EQ(under.bad(FrameFault::notUtf8), 1U);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 
 #include <fcntl.h>
@@ -74,6 +75,17 @@ std::string ChildProcess::readLine()
         line.push_back(next);
     }
     return line;
+}
+
+void ChildProcess::write(std::string_view text)
+{
+    // A program that has ended is an error to throw, no reason to end as well.
+    std::signal(SIGPIPE, SIG_IGN);
+    while (!text.empty()) {
+        const ssize_t count = ::write(input_, text.data(), text.size());
+        require(count > 0 ? 0 : errno, "write");
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
 }
 
 int ChildProcess::wait()

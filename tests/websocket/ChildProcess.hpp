@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
@@ -22,6 +23,9 @@ public:
 
     /// The next line of the program's standard output, without its end; empty when the output has ended.
     [[nodiscard]] std::string readLine();
+
+    /// Hands a text to the program's standard input. Throws std::system_error when the program no longer reads.
+    void write(std::string_view text);
 
     /// Waits until the program has ended. Returns its exit code, -1 when a signal ended it.
     int wait();
