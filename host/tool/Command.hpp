@@ -16,5 +16,7 @@ void addServeCommand(CLI::App& application, ChosenCommand& chosen);
 void addSubCommand(CLI::App& application, ChosenCommand& chosen);
 void addPubCommand(CLI::App& application, ChosenCommand& chosen);
 void addEchoCommand(CLI::App& application, ChosenCommand& chosen);
+void addTopCommand(CLI::App& application, ChosenCommand& chosen);
+void addCompletionCommand(CLI::App& application, ChosenCommand& chosen);
 
 } // namespace vexa::host

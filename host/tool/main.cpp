@@ -20,7 +20,9 @@ int run(int argc, char** argv)
     vexa::host::addSubCommand(application, chosen);
     vexa::host::addPubCommand(application, chosen);
     vexa::host::addEchoCommand(application, chosen);
+    vexa::host::addTopCommand(application, chosen);
     vexa::host::addDemoCommand(application, chosen);
+    vexa::host::addCompletionCommand(application, chosen);
     try {
         application.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -64,9 +64,13 @@ mkdir "$work/headers"
 cat >"$work/headers/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(Headers LANGUAGES CXX)
-find_package(VexaClient 0.1 REQUIRED COMPONENTS Testing Host)
+find_package(VexaClient 0.1 REQUIRED COMPONENTS Testing Host OPTIONAL_COMPONENTS HostNats)
 add_executable(headers main.cpp)
 target_link_libraries(headers PRIVATE VexaClient::VexaClient VexaClient::Testing VexaClient::Host)
+if(TARGET VexaClient::HostNats)
+    target_link_libraries(headers PRIVATE VexaClient::HostNats)
+    target_compile_definitions(headers PRIVATE HAS_NATS)
+endif()
 CMAKE
 (cd "$prefix/include" && find VexaClient -name '*.hpp' | sort) >"$work/list"
 (cd "$prefix/include/VexaClient-kit" && find testing host -name '*.hpp' | sort) >>"$work/list"
@@ -78,10 +82,19 @@ for folder in VexaClient testing host; do
 done
 {
     sed 's/.*/#include <&>/' "$work/list"
-    echo 'int main() { return 0; }'
+    cat <<'MAIN'
+int main()
+{
+#ifdef HAS_NATS
+    vexa::host::NatsBroker::releaseLibrary();
+#endif
+    return vexa::host::MemoryBroker::make({}) != nullptr ? 0 : 1;
+}
+MAIN
 } >"$work/headers/main.cpp"
 quietly configure "$work/headers" "$work/headers-build"
 quietly "$cmake" --build "$work/headers-build"
+quietly "$work/headers-build/headers"
 echo "$(wc -l <"$work/list") installed headers compile"
 
 mkdir "$work/refused"

@@ -1,32 +1,9 @@
+#include <host/tool/client/BearerToken.hpp>
 #include <host/tool/client/ConnectionOptions.hpp>
-
-#include <boost/algorithm/string/trim.hpp>
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
-
 namespace vexa::host {
-
-namespace {
-
-std::string readToken(const std::string& path)
-{
-    std::ifstream file{path};
-    if (!file) {
-        throw std::runtime_error{"cannot read the token file " + path};
-    }
-    std::string token{std::istreambuf_iterator<char>{file}, {}};
-    boost::algorithm::trim(token);
-    if (token.empty()) {
-        throw std::runtime_error{"the token file " + path + " is empty"};
-    }
-    return token;
-}
-
-} // namespace
 
 void addConnectionOptions(CLI::App& command, ConnectionOptions& options)
 {
@@ -67,9 +44,7 @@ OruWebSocketClientOptions transportOptions(const ConnectionOptions& options)
 {
     OruWebSocketClientOptions client;
     client.url = options.url;
-    if (!options.tokenFile.empty()) {
-        client.bearerToken = readToken(options.tokenFile);
-    }
+    client.bearerToken = readBearerToken(options.tokenFile);
     client.tls.verifiesPeer = options.verifiesPeer;
     client.tls.authoritiesFile = options.authoritiesFile;
     client.tls.certificateFile = options.certificateFile;
