@@ -16,6 +16,14 @@
 
 include(CMakeParseArguments)
 
+# Properties of every test.
+set(vexa_test_environment "")
+if("thread" IN_LIST VEXA_SANITIZE)
+    set(vexa_test_environment ENVIRONMENT_MODIFICATION
+        "TSAN_OPTIONS=set:suppressions=${PROJECT_SOURCE_DIR}/cmake/thread_sanitizer.supp"
+    )
+endif()
+
 function(vexa_compile_settings target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     set_target_properties(${target} PROPERTIES
@@ -144,12 +152,12 @@ function(vexa_test name)
     )
     if(arg_WHOLE)
         add_test(NAME ${name} COMMAND ${target})
-        set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+        set_tests_properties(${name} PROPERTIES ${vexa_test_environment} TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
     else()
         gtest_discover_tests(${target}
             TEST_PREFIX "${name}."
             DISCOVERY_TIMEOUT 60
-            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+            PROPERTIES ${vexa_test_environment} TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
         )
     endif()
 endfunction()
