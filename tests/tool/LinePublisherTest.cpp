@@ -63,7 +63,7 @@ TEST(LinePublisher, readsNoFurtherThanTheServiceAnswers)
     const TemporaryFile content{lines};
     const File input{content.path()};
     const Pipe interruption;
-    SystemPlatform platform{1};
+    SystemPlatform& platform = SystemPlatform::shared();
     const auto transport = std::make_shared<FakeTransport>(platform);
     Publisher publisher{transport, {}, platform};
     LinePublisher under{publisher, {.topic = "t"}, input.descriptor(), interruption.readEnd(), platform};
@@ -86,7 +86,7 @@ TEST(LinePublisher, endsATopicThatNothingIsPublishedOn)
 {
     const File input{"/dev/null"};
     const Pipe interruption;
-    SystemPlatform platform{1};
+    SystemPlatform& platform = SystemPlatform::shared();
     const auto transport = std::make_shared<FakeTransport>(platform);
     Publisher publisher{transport, {}, platform};
     LinePublisherOptions options;
@@ -110,7 +110,7 @@ TEST(LinePublisher, saysWhenTheInputCannotBeRead)
 {
     const File folder{"/"};
     const Pipe interruption;
-    SystemPlatform platform{1};
+    SystemPlatform& platform = SystemPlatform::shared();
     Publisher publisher{std::make_shared<FakeTransport>(platform), {}, platform};
     LinePublisher under{publisher, {.topic = "t"}, folder.descriptor(), interruption.readEnd(), platform};
     EXPECT_THROW(under.run([](const LinePublisherProgress&) {}, [] { return true; }), std::system_error);
