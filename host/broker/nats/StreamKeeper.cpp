@@ -2,6 +2,7 @@
 #include <host/broker/nats/TopicSubject.hpp>
 #include <host/wire/MessageText.hpp>
 #include <VexaClient/platform/JsonReaders.hpp>
+#include <VexaClient/platform/Text.hpp>
 
 #include <algorithm>
 #include <utility>
@@ -63,45 +64,28 @@ void StreamKeeper::find(Handler handler)
             }
             const Dictionary* const present = dictionaryAt(answer, "config");
             if (error && error->code == JetStreamError::streamNotFound) {
-                self->create(handler);
+                self->configure("STREAM.CREATE.", "the stream cannot be made", handler);
             } else if (error || present == nullptr) {
                 handler(std::nullopt, error ? error->description : "the stream is not described");
             } else if (!self->isUpToDate_ && hasMajority(answer) && !contains(*present, self->configuration())) {
-                self->update(handler);
+                self->configure("STREAM.UPDATE.", "the stream's limits cannot be set", handler);
             } else {
                 self->useAnswer(answer, handler);
             }
         });
 }
 
-void StreamKeeper::create(Handler handler)
+void StreamKeeper::configure(std::string_view request, std::string_view complaint, Handler handler)
 {
-    jetStream_.call("STREAM.CREATE." + options_.stream, messageText(configuration()),
-                    [weak = weak_from_this(), handler = std::move(handler)](
+    jetStream_.call(joined({request, options_.stream}), messageText(configuration()),
+                    [weak = weak_from_this(), complaint, handler = std::move(handler)](
                         const Dictionary& answer, const std::optional<JetStreamError>& error) {
                         const auto self = weak.lock();
                         if (self == nullptr) {
                             return;
                         }
                         if (error) {
-                            handler(std::nullopt, "the stream cannot be made: " + error->description);
-                        } else {
-                            self->useAnswer(answer, handler);
-                        }
-                    });
-}
-
-void StreamKeeper::update(Handler handler)
-{
-    jetStream_.call("STREAM.UPDATE." + options_.stream, messageText(configuration()),
-                    [weak = weak_from_this(), handler = std::move(handler)](
-                        const Dictionary& answer, const std::optional<JetStreamError>& error) {
-                        const auto self = weak.lock();
-                        if (self == nullptr) {
-                            return;
-                        }
-                        if (error) {
-                            handler(std::nullopt, "the stream's limits cannot be set: " + error->description);
+                            handler(std::nullopt, joined({complaint, ": ", error->description}));
                         } else {
                             self->useAnswer(answer, handler);
                         }

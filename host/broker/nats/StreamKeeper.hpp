@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace vexa::host {
 
@@ -31,8 +32,8 @@ public:
     void find(Handler handler);
 
 private:
-    void create(Handler handler);
-    void update(Handler handler);
+    /// \param complaint  what is said when it fails; a text that lives for ever
+    void configure(std::string_view request, std::string_view complaint, Handler handler);
     void useAnswer(const Dictionary& answer, const Handler& handler);
     [[nodiscard]] Dictionary configuration() const;
 

@@ -10,7 +10,7 @@ namespace vexa::host {
 
 namespace {
 
-/// A text within a specification of _arguments, where some characters have a meaning.
+/// A text within an argument of _arguments, where some characters have a meaning.
 std::string escaped(std::string_view text, std::string_view special)
 {
     std::string out;
@@ -40,7 +40,7 @@ std::string action(const ValueShape& value)
 }
 
 /// The message and the action for a value.
-std::string valueSpecification(const ValueShape& value, std::string_view otherName)
+std::string valueText(const ValueShape& value, std::string_view otherName)
 {
     const std::string_view name = value.name.empty() ? otherName : std::string_view{value.name};
     return fmt::format("{}:{}", escaped(name, ":\\"), action(value));
@@ -51,7 +51,7 @@ void addOptions(std::string& out, const CommandShape& command, std::string_view 
     for (const OptionShape& option : command.options) {
         std::string rest = fmt::format("[{}]", escaped(option.description, ":\\[]"));
         if (option.takesValue) {
-            rest += ":" + valueSpecification(option.value, "value");
+            rest += ":" + valueText(option.value, "value");
         }
         for (const std::string& name : option.names) {
             // All names of an option exclude each other.
@@ -66,9 +66,9 @@ void addOptions(std::string& out, const CommandShape& command, std::string_view 
 void addArguments(std::string& out, const CommandShape& command, std::string_view indent)
 {
     for (const ArgumentShape& argument : command.arguments) {
-        out += fmt::format(" \\\n{}{}", indent,
-                           shellQuoted(fmt::format("{}:{}", argument.isRepeated ? "*" : "",
-                                                   valueSpecification(argument.value, "argument"))));
+        out += fmt::format(
+            " \\\n{}{}", indent,
+            shellQuoted(fmt::format("{}:{}", argument.isRepeated ? "*" : "", valueText(argument.value, "argument"))));
     }
 }
 
