@@ -13,74 +13,68 @@ void appendRow(std::string& table, std::uint64_t count, const char* text)
     table += row.data();
 }
 
-} // namespace
-
-void Coverage::note(std::optional<Event> before, Event event) noexcept
+template <std::size_t N>
+void appendEvents(std::string& table, const PairCounts<N>& events, const std::array<const char*, N>& names)
 {
-    const auto index = static_cast<std::size_t>(event);
-    ++events_[index];
-    if (before) {
-        ++pairs_[static_cast<std::size_t>(*before)][index];
+    table += "Events\n";
+    for (std::size_t i = 0; i < N; ++i) {
+        appendRow(table, events.of(i), names[i]);
     }
+    table += "Pairs of events, one right after the other: " + std::to_string(events.pairsReached()) + " of " +
+             std::to_string(N * N) + "\n";
 }
+
+} // namespace
 
 void Coverage::add(const Coverage& other) noexcept
 {
     rules.add(other.rules);
-    for (std::size_t i = 0; i < eventCount; ++i) {
-        events_[i] += other.events_[i];
-        for (std::size_t j = 0; j < eventCount; ++j) {
-            pairs_[i][j] += other.pairs_[i][j];
-        }
+    events.add(other.events);
+    serviceEvents.add(other.serviceEvents);
+    for (std::size_t i = 0; i < serviceFactCount; ++i) {
+        serviceFacts_[i] += other.serviceFacts_[i];
     }
 }
 
-std::vector<std::string> Coverage::missingPairs() const
+std::vector<std::string> Coverage::gapsInRules() const
 {
-    std::vector<std::string> missing;
-    for (std::size_t i = 0; i < eventCount; ++i) {
-        for (std::size_t j = 0; j < eventCount; ++j) {
-            if (pairs_[i][j] == 0) {
-                missing.push_back(std::string{eventTexts[i]} + ", then " + eventTexts[j]);
-            }
-        }
-    }
-    return missing;
-}
-
-std::vector<std::string> Coverage::gaps() const
-{
-    std::vector<std::string> gaps;
+    std::vector<std::string> gaps = events.gaps(eventTexts);
     for (std::size_t i = 0; i < model::ruleCount; ++i) {
         if (rules.of(i) == 0) {
             gaps.push_back(std::string{"rule: "} + model::ruleTexts[i]);
         }
     }
-    for (std::size_t i = 0; i < eventCount; ++i) {
-        if (events_[i] == 0) {
-            gaps.push_back(std::string{"event: "} + eventTexts[i]);
+    return gaps;
+}
+
+std::vector<std::string> Coverage::gapsWithService() const
+{
+    std::vector<std::string> gaps = serviceEvents.gaps(serviceEventTexts);
+    for (std::size_t i = 0; i < serviceFactCount; ++i) {
+        if (serviceFacts_[i] == 0) {
+            gaps.push_back(std::string{"fact: "} + serviceFactTexts[i]);
         }
-    }
-    for (const std::string& pair : missingPairs()) {
-        gaps.push_back("pair: " + pair);
     }
     return gaps;
 }
 
-std::string Coverage::table() const
+std::string Coverage::tableOfRules() const
 {
     std::string table = "Rules of the model\n";
     for (std::size_t i = 0; i < model::ruleCount; ++i) {
         appendRow(table, rules.of(i), model::ruleTexts[i]);
     }
-    table += "Events\n";
-    for (std::size_t i = 0; i < eventCount; ++i) {
-        appendRow(table, events_[i], eventTexts[i]);
+    appendEvents(table, events, eventTexts);
+    return table;
+}
+
+std::string Coverage::tableWithService() const
+{
+    std::string table = "Facts with the real service\n";
+    for (std::size_t i = 0; i < serviceFactCount; ++i) {
+        appendRow(table, serviceFacts_[i], serviceFactTexts[i]);
     }
-    const std::vector<std::string> missing = missingPairs();
-    constexpr std::size_t pairCount = eventCount * eventCount;
-    table += "Pairs of events, one right after the other: " + std::to_string(pairCount - missing.size()) + " of " +
-             std::to_string(pairCount) + "\n";
+    appendEvents(table, serviceEvents, serviceEventTexts);
     return table;
 }
 

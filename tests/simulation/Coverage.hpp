@@ -2,11 +2,12 @@
 
 #include "tests/model/Rules.hpp"
 #include "tests/simulation/Events.hpp"
+#include "tests/simulation/PairCounts.hpp"
+#include "tests/simulation/ServiceEvents.hpp"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,23 +17,23 @@ namespace vexa::simulation {
 class Coverage {
 public:
     model::RuleCounts rules;
+    PairCounts<eventCount> events;
+    PairCounts<serviceEventCount> serviceEvents;
 
-    /// Counts an event that was possible, and the pair of it and the one before.
-    void note(std::optional<Event> before, Event event) noexcept;
+    void note(ServiceFact fact) noexcept { ++serviceFacts_[static_cast<std::size_t>(fact)]; }
 
     void add(const Coverage& other) noexcept;
 
-    /// What was never reached, by the names that the table gives it.
-    [[nodiscard]] std::vector<std::string> gaps() const;
+    // What was never reached, by the names that the tables give it.
+    [[nodiscard]] std::vector<std::string> gapsInRules() const;
+    [[nodiscard]] std::vector<std::string> gapsWithService() const;
 
-    /// All of it as a table: how often each rule and each event came about, and the pairs of events that did not.
-    [[nodiscard]] std::string table() const;
+    // How often each rule, fact and event came about.
+    [[nodiscard]] std::string tableOfRules() const;
+    [[nodiscard]] std::string tableWithService() const;
 
 private:
-    [[nodiscard]] std::vector<std::string> missingPairs() const;
-
-    std::array<std::uint64_t, eventCount> events_{};
-    std::array<std::array<std::uint32_t, eventCount>, eventCount> pairs_{};
+    std::array<std::uint64_t, serviceFactCount> serviceFacts_{};
 };
 
 } // namespace vexa::simulation

@@ -17,7 +17,7 @@
     EVENT(askListeners, "listeners asked for", 3)                                                                      \
     EVENT(createOnClient, "subscription created on the client", 6)                                                     \
     EVENT(removeOnClient, "subscription removed on the client", 3)                                                     \
-    EVENT(replaceFeed, "feed replaced", 3)                                                                             \
+    EVENT(replaceFeed, "feed replaced", 4)                                                                             \
     EVENT(restoreFeed, "manager made the feed", 6)                                                                     \
     EVENT(takeFeed, "feed taken away", 2)                                                                              \
     EVENT(feedManager, "manager fed by the host", 3)                                                                   \
@@ -38,7 +38,7 @@
     EVENT(answerMalformed, "malformed answer", 5)                                                                      \
     EVENT(answerLost, "answer lost", 3)                                                                                \
     EVENT(otherMessage, "message of another type", 3)                                                                  \
-    EVENT(connectionOpens, "connection opens", 9)                                                                      \
+    EVENT(connectionOpens, "connection opens", 14)                                                                     \
     EVENT(connectionCloses, "connection closes", 4)                                                                    \
     EVENT(opensTwice, "connection opens twice", 3)                                                                     \
     EVENT(openedButClosed, "told open while closed", 3)                                                                \
@@ -58,6 +58,9 @@
     EVENT(echo, "echo", 3)                                                                                             \
     EVENT(timePasses, "seconds pass", 10)                                                                              \
     EVENT(muchTimePasses, "minutes pass", 5)                                                                           \
+    EVENT(createsAndOpens, "subscription created right before the connection opens", 3)                                \
+    EVENT(feedChangesOnTheWay, "feed replaced behind data", 3)                                                         \
+    EVENT(deviceSleeps, "device sleeps for a minute", 5)                                                               \
     EVENT(readTables, "tables read", 3)
 
 namespace vexa::simulation {

@@ -43,6 +43,15 @@ Plant plantOf(std::string_view text)
     return static_cast<Plant>(found - plantNames.begin());
 }
 
+Profile profileOf(std::string_view text)
+{
+    const auto found = std::ranges::find(profileNames, text);
+    if (found == profileNames.end()) {
+        throw std::invalid_argument{"there is no profile " + std::string{text}};
+    }
+    return static_cast<Profile>(found - profileNames.begin());
+}
+
 /// The first of the seeds that belong to today's date.
 std::uint64_t seedOfToday()
 {
@@ -75,6 +84,8 @@ Options optionsFrom(const std::vector<std::string>& arguments)
             options.threads = std::max<std::size_t>(1, static_cast<std::size_t>(numberOf(option, value())));
         } else if (option == "--keep") {
             options.kept = numbersOf(option, value());
+        } else if (option == "--profile") {
+            options.profiles = {profileOf(value())};
         } else if (option == "--plant") {
             options.plant = plantOf(value());
         } else if (option == "--trace") {
@@ -96,12 +107,14 @@ std::string usage()
 {
     std::string text = R"(usage: simulate [OPTIONS]
 
-Runs the library on virtual time against a model of its rules, with everything that happens drawn from a seed.
+Runs the library on virtual time, with everything that happens drawn from a seed: against a model of its rules, with a
+service that is made up and does anything, and against its promises from end to end, with the real service.
 
   --seeds N       how many seeds (1000)
   --from S        the first seed (1); "today" for one that changes with the date
   --steps K       how many steps each seed takes (60)
   --threads T     how many threads share the seeds (1)
+  --profile NAME  one of the two only: rules or service
   --keep A,B,...  runs these steps of a seed only; "none" for none
   --trace         prints everything that happens
   --coverage      prints how often each rule, event and pair of events came about

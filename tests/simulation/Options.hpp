@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/simulation/Plant.hpp"
+#include "tests/simulation/Profile.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@ namespace vexa::simulation {
 
 /// What the program was asked to do.
 struct Options {
+    std::vector<Profile> profiles = {Profile::rules, Profile::service};
     std::uint64_t seeds = 1000;
     std::uint64_t from = 1;
     std::size_t steps = 60;

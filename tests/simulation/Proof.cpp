@@ -13,7 +13,7 @@ namespace {
 std::optional<RunPlan> foundBy(const Options& options, Plant plant)
 {
     for (std::uint64_t seed = options.from; seed < options.from + options.seeds; ++seed) {
-        RunPlan plan{seed, allSteps(options.steps), plant};
+        RunPlan plan{Profile::rules, seed, allSteps(options.steps), plant};
         Coverage ignored;
         if (run(plan, ignored)) {
             return plan;
@@ -32,7 +32,7 @@ RunPlan reread(const std::string& command)
         begin = end == std::string::npos ? 0 : end + 1;
     }
     const Options options = optionsFrom(words);
-    return {options.from, options.kept.value(), options.plant};
+    return {options.profiles.front(), options.from, options.kept.value(), options.plant};
 }
 
 bool proves(const Options& options, Plant plant)

@@ -1,6 +1,7 @@
 #include "tests/simulation/Run.hpp"
 
 #include "tests/model/Model.hpp"
+#include "tests/simulation/ServiceWorld.hpp"
 #include "tests/simulation/World.hpp"
 
 #include <algorithm>
@@ -13,6 +14,17 @@ namespace {
 
 /// How much of what came before a difference is shown.
 constexpr std::size_t mostShown = 40;
+
+std::string stepLine(std::size_t number, const char* event, bool wasPossible)
+{
+    return "step " + std::to_string(number) + ": " + event + (wasPossible ? "" : ", which was not possible");
+}
+
+/// The number that stands for the end of the run.
+std::size_t stepAfter(const RunPlan& plan)
+{
+    return plan.steps.empty() ? 0 : plan.steps.back() + 1;
+}
 
 /// Lets the model follow what was recorded. Returns how it failed, if it did.
 std::optional<RunFailure> follow(model::Model& model, Recorder& recorder, const RunTrace& trace)
@@ -46,7 +58,9 @@ std::vector<std::size_t> allSteps(std::size_t count)
     return steps;
 }
 
-std::optional<RunFailure> run(const RunPlan& plan, Coverage& coverage, const RunTrace& trace)
+namespace {
+
+std::optional<RunFailure> runRules(const RunPlan& plan, Coverage& coverage, const RunTrace& trace)
 {
     model::Model model{coverage.rules};
     World world{plan.seed};
@@ -55,22 +69,21 @@ std::optional<RunFailure> run(const RunPlan& plan, Coverage& coverage, const Run
         failure->event = "the construction";
         return failure;
     }
-    std::optional<Event> before;
+    std::optional<std::size_t> before;
     for (const std::size_t number : plan.steps) {
         const World::Step step = world.step(number);
-        const std::string name = eventTexts[static_cast<std::size_t>(step.event)];
+        const auto event = static_cast<std::size_t>(step.event);
         if (trace) {
-            trace("step " + std::to_string(number) + ": " + name +
-                  (step.wasPossible ? "" : ", which was not possible"));
+            trace(stepLine(number, eventTexts[event], step.wasPossible));
         }
         if (auto failure = follow(model, world.recorder(), trace)) {
             failure->step = number;
-            failure->event = name;
+            failure->event = eventTexts[event];
             return failure;
         }
         if (step.wasPossible) {
-            coverage.note(before, step.event);
-            before = step.event;
+            coverage.events.note(before, event);
+            before = event;
         }
     }
     world.finish();
@@ -78,11 +91,45 @@ std::optional<RunFailure> run(const RunPlan& plan, Coverage& coverage, const Run
         trace("the end of the run");
     }
     if (auto failure = follow(model, world.recorder(), trace)) {
-        failure->step = plan.steps.empty() ? 0 : plan.steps.back() + 1;
+        failure->step = stepAfter(plan);
         failure->event = "the end of the run";
         return failure;
     }
     return std::nullopt;
+}
+
+std::optional<RunFailure> runWithService(const RunPlan& plan, Coverage& coverage, const RunTrace& trace)
+{
+    ServiceWorld world{plan.seed, coverage};
+    std::optional<std::size_t> before;
+    for (const std::size_t number : plan.steps) {
+        try {
+            const ServiceWorld::Step step = world.step(number);
+            const auto event = static_cast<std::size_t>(step.event);
+            if (trace) {
+                trace(stepLine(number, serviceEventTexts[event], step.wasPossible));
+            }
+            if (step.wasPossible) {
+                coverage.serviceEvents.note(before, event);
+                before = event;
+            }
+        } catch (const model::Difference& difference) {
+            return RunFailure{number, "a step with the service", difference.expected, difference.observed, {}};
+        }
+    }
+    try {
+        world.finish();
+    } catch (const model::Difference& difference) {
+        return RunFailure{stepAfter(plan), "the end of the run", difference.expected, difference.observed, {}};
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<RunFailure> run(const RunPlan& plan, Coverage& coverage, const RunTrace& trace)
+{
+    return plan.profile == Profile::rules ? runRules(plan, coverage, trace) : runWithService(plan, coverage, trace);
 }
 
 RunPlan shrunk(RunPlan plan)
@@ -114,7 +161,8 @@ RunPlan shrunk(RunPlan plan)
 
 std::string replayCommand(const RunPlan& plan)
 {
-    std::string command = "simulate --from " + std::to_string(plan.seed) + " --seeds 1 --keep ";
+    std::string command = "simulate --profile " + std::string{profileNames.at(static_cast<std::size_t>(plan.profile))};
+    command += " --from " + std::to_string(plan.seed) + " --seeds 1 --keep ";
     for (std::size_t i = 0; i < plan.steps.size(); ++i) {
         command += (i == 0 ? "" : ",") + std::to_string(plan.steps[i]);
     }
@@ -130,9 +178,11 @@ std::string replayCommand(const RunPlan& plan)
 std::string display(const RunFailure& failure)
 {
     std::string text = "step " + std::to_string(failure.step) + " (" + failure.event + ")\n";
-    text += "  the model expects: " + failure.expected + "\n";
-    text += "  the library:       " + failure.observed + "\n";
-    text += "  seen in this step before and with that:\n";
+    text += "  expected: " + failure.expected + "\n";
+    text += "  observed: " + failure.observed + "\n";
+    if (!failure.before.empty()) {
+        text += "  seen in this step before and with that:\n";
+    }
     for (const std::string& each : failure.before) {
         text += "    " + each + "\n";
     }

@@ -2,6 +2,7 @@
 
 #include "tests/simulation/Coverage.hpp"
 #include "tests/simulation/Plant.hpp"
+#include "tests/simulation/Profile.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +15,7 @@ namespace vexa::simulation {
 
 /// Which run of the simulation is meant.
 struct RunPlan {
+    Profile profile = Profile::rules;
     std::uint64_t seed = 1;
     std::vector<std::size_t> steps; ///< the numbers of the steps, in order
     Plant plant = Plant::none;
@@ -34,7 +36,7 @@ using RunTrace = std::function<void(const std::string& line)>;
 /// Steps 0 to `count` - 1.
 [[nodiscard]] std::vector<std::size_t> allSteps(std::size_t count);
 
-/// Runs the library and the model side by side. Returns nothing when they agreed to the end.
+/// Runs a simulation. Returns nothing when the library kept to the model, or to its promises, to the end.
 [[nodiscard]] std::optional<RunFailure> run(const RunPlan& plan, Coverage& coverage, const RunTrace& trace = {});
 
 /// The plan with as few steps as still fail, found by leaving out ever smaller parts of them (A. Zeller,

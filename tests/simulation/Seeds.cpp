@@ -24,9 +24,9 @@ struct Findings {
     std::uint64_t steps = 0;
 };
 
-RunPlan planOf(const Options& options, std::uint64_t seed)
+RunPlan planOf(const Options& options, Profile profile, std::uint64_t seed)
 {
-    return {seed, options.kept ? *options.kept : allSteps(options.steps), options.plant};
+    return {profile, seed, options.kept ? *options.kept : allSteps(options.steps), options.plant};
 }
 
 void printLine(const std::string& line)
@@ -40,14 +40,16 @@ void work(const Options& options, std::atomic<std::uint64_t>& next, Findings& fi
     Coverage coverage;
     std::uint64_t steps = 0;
     for (std::uint64_t index = next++; index < options.seeds; index = next++) {
-        const RunPlan plan = planOf(options, options.from + index);
-        const RunTrace trace = options.showsTrace ? RunTrace{printLine} : RunTrace{};
-        steps += plan.steps.size();
-        if (auto failure = run(plan, coverage, trace)) {
-            next = options.seeds;
-            const std::lock_guard lock{findings.mutex};
-            if (!findings.first || plan.seed < findings.first->first.seed) {
-                findings.first.emplace(plan, std::move(*failure));
+        for (const Profile profile : options.profiles) {
+            const RunPlan plan = planOf(options, profile, options.from + index);
+            const RunTrace trace = options.showsTrace ? RunTrace{printLine} : RunTrace{};
+            steps += plan.steps.size();
+            if (auto failure = run(plan, coverage, trace)) {
+                next = options.seeds;
+                const std::lock_guard lock{findings.mutex};
+                if (!findings.first || plan.seed < findings.first->first.seed) {
+                    findings.first.emplace(plan, std::move(*failure));
+                }
             }
         }
     }
@@ -99,10 +101,16 @@ bool runSeeds(const Options& options)
                 static_cast<unsigned long long>(options.seeds), static_cast<unsigned long long>(options.from),
                 static_cast<unsigned long long>(findings.steps), took.count(),
                 static_cast<double>(findings.steps) / took.count());
-    if (options.showsCoverage) {
-        std::fputs(findings.coverage.table().c_str(), stdout);
+    std::vector<std::string> gaps;
+    for (const Profile profile : options.profiles) {
+        const bool isRules = profile == Profile::rules;
+        const Coverage& reached = findings.coverage;
+        if (options.showsCoverage) {
+            std::fputs((isRules ? reached.tableOfRules() : reached.tableWithService()).c_str(), stdout);
+        }
+        const std::vector<std::string> more = isRules ? reached.gapsInRules() : reached.gapsWithService();
+        gaps.insert(gaps.end(), more.begin(), more.end());
     }
-    const std::vector<std::string> gaps = findings.coverage.gaps();
     const bool hasToReachAll = options.seeds >= seedsThatReachAll && !options.kept;
     if (hasToReachAll || options.showsCoverage) {
         for (const std::string& gap : gaps) {

@@ -122,6 +122,14 @@ void SimulatedService::lose(Draws& draws)
     unanswered_.erase(unanswered_.begin() + static_cast<std::ptrdiff_t>(draws.below(unanswered_.size())));
 }
 
+const std::string& SimulatedService::someId(Draws& draws) const
+{
+    // The newest ones are the likeliest to be current still.
+    constexpr std::size_t newest = 4;
+    const std::size_t among = draws.oneIn(4) ? ids_.size() : std::min(newest, ids_.size());
+    return ids_[ids_.size() - 1 - draws.below(among)];
+}
+
 Dictionary SimulatedService::message(bool terminates, double now, Draws& draws)
 {
     Dictionary payload;
@@ -137,7 +145,7 @@ Dictionary SimulatedService::message(bool terminates, double now, Draws& draws)
     }
     Dictionary entry;
     const bool isKnown = !ids_.empty() && !draws.oneIn(12);
-    entry["subscriptionId"] = isKnown ? draws.oneOf(ids_) : std::string{"s0-0"};
+    entry["subscriptionId"] = isKnown ? someId(draws) : std::string{"s0-0"};
     if (!draws.oneIn(15)) {
         entry["payload"] = std::move(payload);
     }

@@ -52,6 +52,7 @@ private:
     [[nodiscard]] Dictionary answerTo(const Request& request, Answer answer, Draws& draws);
     [[nodiscard]] Dictionary entry(Answer answer, Draws& draws);
     [[nodiscard]] Dictionary message(bool terminates, double now, Draws& draws);
+    [[nodiscard]] const std::string& someId(Draws& draws) const;
     [[nodiscard]] std::string newId();
 
     std::deque<Request> unanswered_;

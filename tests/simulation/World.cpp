@@ -43,6 +43,39 @@ constexpr std::array<NamedTopic, 22> topicsToChooseFrom{{
 
 constexpr std::size_t topicsInUse = 5;
 
+Event drawEvent(Draws& draws)
+{
+    static constexpr std::size_t allWeights = std::accumulate(eventWeights.begin(), eventWeights.end(), std::size_t{0});
+    std::size_t drawn = draws.below(allWeights);
+    std::size_t chosen = 0;
+    while (drawn >= eventWeights.at(chosen)) {
+        drawn -= eventWeights.at(chosen++);
+    }
+    return static_cast<Event>(chosen);
+}
+
+/// Whether an event keeps messages from arriving for a while.
+bool disturbs(Event event) noexcept
+{
+    switch (event) {
+    case Event::takeFeed:
+    case Event::replaceFeed:
+    case Event::connectionCloses:
+    case Event::openedButClosed:
+    case Event::closesWhileSending:
+    case Event::serviceRestarts:
+    case Event::transportReplaced:
+    case Event::transportFails:
+    case Event::removeOnClient:
+    case Event::answerLost:
+    case Event::answerMalformed:
+    case Event::loggerTaken:
+        return true;
+    default:
+        return false;
+    }
+}
+
 Parameters parametersOf(const char* json)
 {
     if (json == nullptr) {
@@ -58,7 +91,7 @@ Parameters parametersOf(const char* json)
 
 } // namespace
 
-World::World(std::uint64_t seed) : library_{seed, seed % 2 == 0}, reactions_{seed}
+World::World(std::uint64_t seed) : isPeaceful_{mixed(seed, 1) % 2 == 0}, library_{seed, seed % 2 == 0}, reactions_{seed}
 {
     Draws draws{mixed(seed, 0)};
     transports_.push_back(library_.replaceTransport());
@@ -89,13 +122,10 @@ World::Step World::step(std::size_t number)
     Draws draws{mixed(library_.platform().seed(), number + 1)};
     reactions_ = Draws{mixed(library_.platform().seed(), ~number)};
 
-    static constexpr std::size_t allWeights = std::accumulate(eventWeights.begin(), eventWeights.end(), std::size_t{0});
-    std::size_t drawn = draws.below(allWeights);
-    std::size_t chosen = 0;
-    while (drawn >= eventWeights.at(chosen)) {
-        drawn -= eventWeights.at(chosen++);
+    Event event = drawEvent(draws);
+    while (isPeaceful_ && disturbs(event) && !draws.oneIn(4)) {
+        event = drawEvent(draws);
     }
-    const auto event = static_cast<Event>(chosen);
     const bool wasPossible = perform(event, draws);
     drive(draws);
     if (library_.platform().isIdle()) {
@@ -323,15 +353,17 @@ bool World::perform(Event event, Draws& draws)
     case Event::transportFails:
         return failTransport(draws);
     case Event::loggerFails:
-        if (transport.currentLogger != nullptr) {
-            transport.currentLogger->fault = draws.oneIn(2) ? Fault::error : Fault::other;
+        if (transport.currentLogger == nullptr) {
+            transport.currentLogger = library_.newLogger();
         }
-        return transport.currentLogger != nullptr;
+        transport.currentLogger->fault = draws.oneIn(2) ? Fault::error : Fault::other;
+        return true;
     case Event::loggerHeals:
-        if (transport.currentLogger != nullptr) {
-            transport.currentLogger->fault = Fault::none;
+        if (transport.currentLogger == nullptr) {
+            transport.currentLogger = library_.newLogger();
         }
-        return transport.currentLogger != nullptr;
+        transport.currentLogger->fault = Fault::none;
+        return true;
     case Event::echo:
         library_.echo();
         return true;
@@ -345,6 +377,18 @@ bool World::perform(Event event, Draws& draws)
         library_.platform().clock.advance(draws.oneOf(spans));
         return true;
     }
+    case Event::createsAndOpens: {
+        const Topic& chosen = topic(draws);
+        library_.create(chosen.name, chosen.params, updatedAt(draws));
+        return open(1);
+    }
+    case Event::feedChangesOnTheWay:
+        return feedChangesOnTheWay(draws);
+    case Event::deviceSleeps:
+        // Timers stand still while the wall clock goes on.
+        library_.platform().clock.jump(draws.oneIn(2) ? 61.0 : 600.0);
+        library_.platform().clock.advance(4.0);
+        return true;
     case Event::readTables:
         compareTables();
         return true;

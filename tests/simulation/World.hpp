@@ -72,6 +72,7 @@ private:
     bool whileSending(std::function<void()> act);
     bool jumpWallClock(Draws& draws);
     bool failTransport(Draws& draws);
+    bool feedChangesOnTheWay(Draws& draws);
 
     /// What a callback of the host does when it is called.
     void react();
@@ -79,6 +80,7 @@ private:
     [[nodiscard]] SimulatedTransport* transportWithMessageListener();
     [[nodiscard]] SimulatedTransport* transportWithConnectionListener();
 
+    const bool isPeaceful_; ///< fewer things go wrong, so that more messages come through
     ObservedLibrary library_;
     std::vector<Topic> topics_;
     std::vector<std::shared_ptr<SimulatedTransport>> transports_; ///< the last is in the container

@@ -1,5 +1,6 @@
 #include "tests/simulation/World.hpp"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -185,6 +186,16 @@ bool World::failTransport(Draws& draws)
 {
     SimulatedTransport& transport = *transports_.back();
     draws.oneOf(transport.faults) = draws.oneIn(2) ? Fault::error : Fault::other;
+    return true;
+}
+
+bool World::feedChangesOnTheWay(Draws& draws)
+{
+    library_.platform().runUntilIdle();
+    if (!data(3, false, draws)) {
+        return false;
+    }
+    library_.setNewFeed(reaction());
     return true;
 }
 
