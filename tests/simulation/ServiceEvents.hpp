@@ -19,7 +19,7 @@
     EVENT(listensNoMore, "listener removed", 3)                                                                        \
     EVENT(opens, "connection opened", 7)                                                                               \
     EVENT(closes, "connection closed", 4)                                                                              \
-    EVENT(losesRequest, "request lost", 2)                                                                             \
+    EVENT(losesRequests, "requests lost", 2)                                                                           \
     EVENT(wallClockJumps, "wall clock jumps", 2)                                                                       \
     EVENT(visibilityChanges, "visibility changes", 2)                                                                  \
     EVENT(secondsPass, "seconds pass", 6)                                                                              \

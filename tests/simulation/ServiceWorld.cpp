@@ -116,21 +116,11 @@ bool ServiceWorld::perform(ServiceEvent event, Draws& draws)
     case ServiceEvent::listensNoMore:
         return listenNoMore(draws);
     case ServiceEvent::opens:
-        transport_->open();
-        return true;
+        return open();
     case ServiceEvent::closes:
         return close();
-    case ServiceEvent::losesRequest:
-        transport_->lose(host::TrafficDirection::toService,
-                         [lost = lost_, left = 2](const Dictionary& message) mutable {
-                             if (host::kindOf(message) != host::MessageKind::subscribe || left == 0) {
-                                 return false;
-                             }
-                             --left;
-                             ++*lost;
-                             return true;
-                         });
-        return true;
+    case ServiceEvent::losesRequests:
+        return loseRequests();
     case ServiceEvent::wallClockJumps: {
         constexpr std::array spans{-86400.0, -61.0, 61.0, 3600.0};
         platform_.clock.jump(draws.oneOf(spans));
@@ -235,6 +225,28 @@ bool ServiceWorld::listenNoMore(Draws& draws)
     return true;
 }
 
+bool ServiceWorld::open()
+{
+    if (std::exchange(losesRequests_, false)) {
+        transport_->close();
+        transport_->lose(host::TrafficDirection::toService, {});
+    }
+    transport_->open();
+    return true;
+}
+
+bool ServiceWorld::loseRequests()
+{
+    // A connection keeps what it carries whole and in order, so that one which has lost a request brings no later one.
+    losesRequests_ = true;
+    transport_->lose(host::TrafficDirection::toService, [lost = lost_](const Dictionary& message) {
+        const bool isRequest = host::kindOf(message) == host::MessageKind::subscribe;
+        *lost += isRequest ? 1U : 0U;
+        return isRequest;
+    });
+    return true;
+}
+
 bool ServiceWorld::close()
 {
     if (transport_->isOpen() && !followings_.empty()) {
@@ -282,9 +294,8 @@ void ServiceWorld::read()
 
 void ServiceWorld::finish()
 {
-    transport_->lose(host::TrafficDirection::toService, {});
-    transport_->close();
-    transport_->open();
+    losesRequests_ = true;
+    open();
     platform_.runUntilIdle();
     for (PublishedTopic& topic : topics_) {
         publish(topic, 1);

@@ -68,6 +68,12 @@ private:
     bool listen(PublishedTopic& topic);
     bool listenNoMore(Draws& draws);
     bool close();
+
+    /// Opens the connection; one that loses requests is replaced by one that does not.
+    bool open();
+
+    /// Lets the connection swallow all requests until it is closed, as one that is dead without knowing it.
+    bool loseRequests();
     void noteFollower(PublishedTopic& topic);
 
     /// Takes what the streams have, and looks at what the listeners got.
@@ -90,6 +96,7 @@ private:
     std::vector<std::unique_ptr<Following>> followings_;
     std::vector<Listening> listenings_;
     std::size_t streams_ = 0;
+    bool losesRequests_ = false;
     std::shared_ptr<std::size_t> lost_ = std::make_shared<std::size_t>(0);
 };
 
