@@ -112,7 +112,7 @@ service that is made up and does anything, and against its promises from end to 
 
   --seeds N       how many seeds (1000)
   --from S        the first seed (1); "today" for one that changes with the date
-  --steps K       how many steps each seed takes (60)
+  --steps K       how many steps each seed takes (80)
   --threads T     how many threads share the seeds (1)
   --profile NAME  one of the two only: rules or service
   --keep A,B,...  runs these steps of a seed only; "none" for none

@@ -16,7 +16,7 @@ struct Options {
     std::vector<Profile> profiles = {Profile::rules, Profile::service};
     std::uint64_t seeds = 1000;
     std::uint64_t from = 1;
-    std::size_t steps = 60;
+    std::size_t steps = 80;
     std::size_t threads = 1;
     std::optional<std::vector<std::size_t>> kept; ///< the only steps to run
     Plant plant = Plant::none;

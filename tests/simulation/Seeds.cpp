@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -97,10 +98,11 @@ bool runSeeds(const Options& options)
         return false;
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started;
-    std::printf("%llu seeds from %llu, %llu steps: no difference. %.1f s, %.0f steps a second.\n",
+    const double processor = static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+    std::printf("%llu seeds from %llu, %llu steps: no difference. %.1f s, %.0f steps a second; %.1f s on processors.\n",
                 static_cast<unsigned long long>(options.seeds), static_cast<unsigned long long>(options.from),
                 static_cast<unsigned long long>(findings.steps), took.count(),
-                static_cast<double>(findings.steps) / took.count());
+                static_cast<double>(findings.steps) / took.count(), processor);
     std::vector<std::string> gaps;
     for (const Profile profile : options.profiles) {
         const bool isRules = profile == Profile::rules;

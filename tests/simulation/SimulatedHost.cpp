@@ -118,6 +118,9 @@ std::int64_t SimulatedTransport::addConnectionListener(std::shared_ptr<OruClient
     return recorder_.hostCall(call(Happening::addConnectionListener), [&] {
         failIfTold(Operation::addConnectionListener);
         connectionListener_ = std::move(listener);
+        if (open && tellsAtOnce) {
+            notifyOpened();
+        }
         return nextListenerId++;
     });
 }

@@ -52,6 +52,7 @@ public:
 
     bool open = false;
     bool visible = true;
+    bool tellsAtOnce = false; ///< whether a connection listener is told of an open connection as it registers
     std::shared_ptr<SimulatedLogger> currentLogger;
     std::int64_t nextListenerId = 1;
 

@@ -41,7 +41,8 @@ constexpr std::array<NamedTopic, 22> topicsToChooseFrom{{
     {"news", R"("LONG")"},
 }};
 
-constexpr std::size_t topicsInUse = 5;
+constexpr std::size_t fewestTopics = 2;
+constexpr std::size_t mostTopics = 5;
 
 Event drawEvent(Draws& draws)
 {
@@ -96,12 +97,14 @@ World::World(std::uint64_t seed) : isPeaceful_{mixed(seed, 1) % 2 == 0}, library
     Draws draws{mixed(seed, 0)};
     transports_.push_back(library_.replaceTransport());
     transports_.back()->open = !draws.oneIn(4);
+    transports_.back()->tellsAtOnce = draws.oneIn(4);
     transports_.back()->onSend = [this](const Dictionary& message) {
         service_.receive(message);
         if (const auto act = std::exchange(inNextSend_, nullptr)) {
             act();
         }
     };
+    const std::size_t topicsInUse = fewestTopics + draws.below(mostTopics - fewestTopics + 1);
     for (std::size_t i = 0; i < topicsInUse; ++i) {
         const NamedTopic& chosen = draws.oneOf(topicsToChooseFrom);
         Topic made{chosen.name, parametersOf(chosen.params), {}};
@@ -229,7 +232,11 @@ bool World::perform(Event event, Draws& draws)
     case Event::makeStream:
         return makeStream(draws);
     case Event::readStream:
-        return withStream(draws, [this](std::int64_t stream) { library_.readStream(stream); });
+        return withStream(draws, [this, &draws](std::int64_t stream) {
+            for (std::size_t reads = 1 + draws.below(4); reads > 0; --reads) {
+                library_.readStream(stream);
+            }
+        });
     case Event::cancelStream:
         return withStream(draws, [this](std::int64_t stream) { library_.cancelStream(stream); });
     case Event::dropStream:
