@@ -2,6 +2,8 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <utility>
+
 namespace vexa::model {
 
 namespace {
@@ -22,10 +24,14 @@ const char* nameOf(ItemKind kind) noexcept
 }
 
 /// As much of the text as people read.
-std::string shortened(const std::string& text)
+std::string shortened(std::string text)
 {
     constexpr std::size_t longest = 1000;
-    return text.size() <= longest ? text : text.substr(0, longest) + "...";
+    if (text.size() > longest) {
+        text.resize(longest);
+        text += "...";
+    }
+    return text;
 }
 
 std::string outcomeDisplay(const Observation& observation)
@@ -164,7 +170,7 @@ std::string display(const Observation& observation)
     for (const std::int64_t id : observation.ids) {
         add(std::to_string(id));
     }
-    return shortened(line);
+    return shortened(std::move(line));
 }
 
 } // namespace vexa::model

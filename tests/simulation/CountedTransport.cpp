@@ -2,6 +2,8 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <algorithm>
+
 namespace vexa::simulation {
 
 namespace {
@@ -62,7 +64,13 @@ public:
     void handleMessage(Message message) override
     {
         if (message->at("type") == "data") {
-            account_.owedReports.insert(signature(message->at("sentAt"), message->at("messages").as_array()));
+            const List& entries = message->at("messages").as_array();
+            account_.owedReports.insert(signature(message->at("sentAt"), entries));
+            for (const Value& each : entries) {
+                const Value& payload = each.at("payload");
+                std::size_t& until = account_.gotUntil[payload.at("topic").to_number<std::size_t>()];
+                until = std::max(until, payload.at("number").to_number<std::size_t>() + 1);
+            }
         }
         if (const auto inner = inner_.lock()) {
             inner->handleMessage(std::move(message));

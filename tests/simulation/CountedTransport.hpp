@@ -4,6 +4,7 @@
 #include <VexaClient/transport/OruClient.hpp>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -14,11 +15,12 @@ namespace vexa::simulation {
 
 /// What passed between the library and its transport.
 struct TransportAccount {
-    std::multiset<std::string> owedReports; ///< one text for each data message that was delivered
-    std::multiset<std::string> madeReports; ///< the same for each delivery report
-    std::uint64_t records = 0;              ///< calls of serverLog
-    std::uint64_t waited = 0;               ///< those of them while the connection was closed
-    std::uint64_t timeouts = 0;             ///< records of requests that timed out
+    std::multiset<std::string> owedReports;      ///< one text for each data message that was delivered
+    std::multiset<std::string> madeReports;      ///< the same for each delivery report
+    std::map<std::size_t, std::size_t> gotUntil; ///< by topic, one more than the newest message that was delivered
+    std::uint64_t records = 0;                   ///< calls of serverLog
+    std::uint64_t waited = 0;                    ///< those of them while the connection was closed
+    std::uint64_t timeouts = 0;                  ///< records of requests that timed out
 };
 
 /// A transport that passes all on to another one, and counts it.

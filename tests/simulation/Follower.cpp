@@ -21,7 +21,10 @@ void FollowerAccount::take(const Message& message, bool isTerminating)
     const auto number = payload.at("number").to_number<std::size_t>();
     const double updatedAt = payload.at("updatedAt").to_number<double>();
     require(!hasEnded_, "nothing after the last message");
-    require(!last_ || number == *last_ + 1, "message " + std::to_string(last_ ? *last_ + 1 : 0));
+    if (last_) {
+        const std::size_t next = *last_ + 1;
+        require(number == next || (number > next && number <= promisedFrom_), "message " + std::to_string(next));
+    }
     require(number < topic_.terminates.size(), "a message that was published");
     require(isTerminating == topic_.terminates[number], "isTerminating as it was published");
     require(updatedAt > lastUpdatedAt_, "a later updatedAt");

@@ -15,7 +15,11 @@ namespace vexa::simulation {
 /// What someone who follows a topic has got of it, held against what was published.
 class FollowerAccount {
 public:
-    explicit FollowerAccount(const PublishedTopic& topic) : topic_{topic} {}
+    /// \param promisedFrom  the first message that nothing may be left out behind. Of what the library had got before
+    ///                      the follower came, some may still be on its way to earlier followers, and comes; some may
+    ///                      have been withheld since there were none, and does not.
+    FollowerAccount(const PublishedTopic& topic, std::size_t promisedFrom) : topic_{topic}, promisedFrom_{promisedFrom}
+    {}
 
     /// Takes the next message. Throws a Difference unless it is the one that was published after the last, as it was
     /// published.
@@ -30,6 +34,7 @@ public:
 
 private:
     const PublishedTopic& topic_;
+    std::size_t promisedFrom_;
     std::optional<std::size_t> last_; ///< the number of the newest message
     double lastUpdatedAt_ = 0;
     bool hasEnded_ = false;
@@ -38,7 +43,7 @@ private:
 /// A listener of the host's that follows a topic.
 class FollowingListener final : public VexaSubscriptionListener {
 public:
-    explicit FollowingListener(const PublishedTopic& topic) : account{topic} {}
+    FollowingListener(const PublishedTopic& topic, std::size_t promisedFrom) : account{topic, promisedFrom} {}
 
     void messageReceived(const Message& message, bool isTerminating) override;
 

@@ -10,6 +10,7 @@ namespace vexa::simulation {
 
 /// A topic and what has been published on it: messages numbered from 0 on.
 struct PublishedTopic {
+    std::size_t number;
     std::string name;
     Parameters params;
     std::vector<bool> terminates; ///< for each message, whether it ends the topic

@@ -42,9 +42,9 @@ void require(bool holds, const std::string& expected, const std::string& observe
 ServiceWorld::ServiceWorld(std::uint64_t seed, Coverage& coverage)
     : coverage_{coverage}, platform_{seed, testing::VirtualOptions{seed % 2 == 0}}
 {
-    topics_.push_back({"scores", std::nullopt, {}, 0});
-    topics_.push_back({"scores", Value(boost::json::parse(R"({"league":4})")), {}, 0});
-    topics_.push_back({"news", std::nullopt, {}, 0});
+    topics_.push_back({0, "scores", std::nullopt, {}, 0});
+    topics_.push_back({1, "scores", Value(boost::json::parse(R"({"league":4})")), {}, 0});
+    topics_.push_back({2, "news", std::nullopt, {}, 0});
 
     host::ServiceLimits limits;
     limits.entriesPerDataMessage = 1 + seed % 7;
@@ -144,6 +144,7 @@ bool ServiceWorld::publish(PublishedTopic& topic, std::size_t count)
     std::vector<Dictionary> payloads;
     for (std::size_t i = 0; i < count; ++i) {
         Dictionary payload;
+        payload["topic"] = topic.number;
         payload["number"] = topic.terminates.size();
         payloads.push_back(std::move(payload));
         topic.terminates.push_back(false);
@@ -158,13 +159,14 @@ bool ServiceWorld::publish(PublishedTopic& topic, std::size_t count)
 bool ServiceWorld::end(PublishedTopic& topic)
 {
     Dictionary payload;
+    payload["topic"] = topic.number;
     payload["number"] = topic.terminates.size();
     topic.terminates.push_back(true);
     service_->end(topic.name, topic.params, std::move(payload));
     return true;
 }
 
-void ServiceWorld::noteFollower(PublishedTopic& topic)
+std::size_t ServiceWorld::noteFollower(PublishedTopic& topic)
 {
     bool isShared = false;
     for (const auto& each : followings_) {
@@ -175,10 +177,14 @@ void ServiceWorld::noteFollower(PublishedTopic& topic)
     } else if (topic.followers > 0) {
         note(ServiceFact::followedAgain);
     }
+    // The end of a topic may be on its way, and leave nobody.
+    const bool revives = topic.followers > 0 && (!isShared || topic.everEnded());
+    const std::size_t promisedFrom = revives ? account_.gotUntil[topic.number] : 0;
     if (!topic.terminates.empty() && topic.terminates.back()) {
         note(ServiceFact::followedAfterEnd);
     }
     ++topic.followers;
+    return promisedFrom;
 }
 
 bool ServiceWorld::follow(PublishedTopic& topic, std::optional<double> updatedAt)
@@ -186,11 +192,11 @@ bool ServiceWorld::follow(PublishedTopic& topic, std::optional<double> updatedAt
     if (followings_.size() >= mostStreams) {
         return false;
     }
-    noteFollower(topic);
+    const std::size_t promisedFrom = noteFollower(topic);
     ++streams_;
     followings_.push_back(std::make_unique<Following>(
         Following{VexaSubscriptionStream::createStream(topic.name, topic.params, updatedAt, library_->manager()),
-                  FollowerAccount{topic}}));
+                  FollowerAccount{topic, promisedFrom}}));
     return true;
 }
 
@@ -205,8 +211,7 @@ bool ServiceWorld::listen(PublishedTopic& topic)
     if (listenings_.size() >= mostListeners) {
         return false;
     }
-    noteFollower(topic);
-    auto listener = std::make_shared<FollowingListener>(topic);
+    auto listener = std::make_shared<FollowingListener>(topic, noteFollower(topic));
     const std::int64_t id = library_->manager()->addMessageListener(topic.name, topic.params, 0, listener);
     listenings_.push_back({id, std::move(listener)});
     return true;

@@ -74,7 +74,9 @@ private:
 
     /// Lets the connection swallow all requests until it is closed, as one that is dead without knowing it.
     bool loseRequests();
-    void noteFollower(PublishedTopic& topic);
+
+    /// Notes that someone will follow a topic. Returns from which message on nothing may be left out.
+    [[nodiscard]] std::size_t noteFollower(PublishedTopic& topic);
 
     /// Takes what the streams have, and looks at what the listeners got.
     void read();

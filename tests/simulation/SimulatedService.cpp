@@ -187,7 +187,6 @@ Dictionary SimulatedService::data(std::size_t count, bool terminates, double now
 void SimulatedService::restart()
 {
     unanswered_.clear();
-    answered_.clear();
     ids_.clear();
     ++generation_;
 }

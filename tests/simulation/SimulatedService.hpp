@@ -45,7 +45,7 @@ public:
     /// A data message with `count` entries.
     [[nodiscard]] Dictionary data(std::size_t count, bool terminates, double now, Draws& draws);
 
-    /// Forgets everything, as a service that starts anew.
+    /// Forgets subscriptions and requests, as a service that starts anew. Answers that were given may come again.
     void restart();
 
 private:
