@@ -2,7 +2,7 @@
 
 #include <boost/json/serialize.hpp>
 
-#include <utility>
+#include <string_view>
 
 namespace vexa::model {
 
@@ -24,14 +24,14 @@ const char* nameOf(ItemKind kind) noexcept
 }
 
 /// As much of the text as people read.
-std::string shortened(std::string text)
+std::string shortened(std::string_view text)
 {
     constexpr std::size_t longest = 1000;
+    std::string result{text.substr(0, longest)};
     if (text.size() > longest) {
-        text.resize(longest);
-        text += "...";
+        result += "...";
     }
-    return text;
+    return result;
 }
 
 std::string outcomeDisplay(const Observation& observation)
@@ -170,7 +170,7 @@ std::string display(const Observation& observation)
     for (const std::int64_t id : observation.ids) {
         add(std::to_string(id));
     }
-    return shortened(std::move(line));
+    return shortened(line);
 }
 
 } // namespace vexa::model
