@@ -10,9 +10,9 @@
 #     WHOLE the program one test NAME
 # vexa_bench(NAME SOURCES ... [LINK ...])
 #     the Google Benchmark program bench_NAME
-# vexa_fuzzer(NAME SOURCES ... CORPUS DIR [LINK ...])
-#     the fuzzer fuzz_NAME, whose sources define LLVMFuzzerTestOneInput; in a build without
-#     libFuzzer it replays the files in DIR as the test fuzz.NAME
+# vexa_fuzzer(NAME SOURCES ... [LINK ...])
+#     the fuzzer fuzz_NAME, whose sources define LLVMFuzzerTestOneInput. Its inputs are the files in corpus/NAME, its
+#     words those in dictionaries/NAME.dict. The test fuzz.NAME hands it the inputs, also in a build without libFuzzer.
 
 include(CMakeParseArguments)
 
@@ -180,23 +180,25 @@ function(vexa_bench name)
 endfunction()
 
 function(vexa_fuzzer name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "vexa_fuzzer(${name}): unexpected ${arg_UNPARSED_ARGUMENTS}")
     endif()
-    set(corpus "${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS}")
+    set(corpus "${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}")
+    set(dictionary "${CMAKE_CURRENT_SOURCE_DIR}/dictionaries/${name}.dict")
     file(GLOB seeds CONFIGURE_DEPENDS "${corpus}/*")
-    if(NOT arg_CORPUS OR NOT seeds)
-        message(FATAL_ERROR "vexa_fuzzer(${name}): CORPUS must name a folder with at least one input")
+    if(NOT seeds OR NOT EXISTS "${dictionary}")
+        message(FATAL_ERROR "vexa_fuzzer(${name}): needs inputs in ${corpus} and ${dictionary}")
     endif()
     set(target fuzz_${name})
     add_executable(${target} ${arg_SOURCES})
+    target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
     vexa_compile_settings(${target})
     vexa_precompile(${target})
     target_link_libraries(${target} PRIVATE VexaClient::VexaClient ${arg_LINK})
     if(VEXA_BUILD_FUZZERS)
         target_link_options(${target} PRIVATE -fsanitize=fuzzer)
-        add_test(NAME fuzz.${name} COMMAND ${target} -runs=0 "${corpus}")
+        add_test(NAME fuzz.${name} COMMAND ${target} -runs=0 "-dict=${dictionary}" "${corpus}")
     else()
         target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/ReplayInputs.cpp")
         add_test(NAME fuzz.${name} COMMAND ${target} "${corpus}")

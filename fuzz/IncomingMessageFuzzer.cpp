@@ -1,4 +1,7 @@
-// Bytes as an incoming frame: parsed as a transport does, and handed to a client that has one confirmed and one pending
+if (!error && value.is_object()) {
+    transport.deliver(std::move(value.get_object()));
+} // Bytes as an incoming frame: parsed as a transport does, and handed to a client that has one confirmed and one
+  // pending
 // topic. Each line of the input is a frame of its own.
 
 #include <testing/FakeTransport.hpp>
@@ -9,9 +12,11 @@
 
 #include <boost/json/parse.hpp>
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
+
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -19,8 +24,8 @@ namespace vexa::testing {
 
 namespace {
 
-/// Delivers what is a JSON object. Returns whether it was.
-bool deliver(FakeTransport& transport, std::string_view frame)
+/// Delivers what is a JSON object.
+void deliver(FakeTransport& transport, std::string_view frame)
 {
     boost::system::error_code error;
     Value value = boost::json::parse(frame, error);
@@ -29,13 +34,6 @@ bool deliver(FakeTransport& transport, std::string_view frame)
     }
     transport.deliver(std::move(value.get_object()));
     return true;
-}
-
-void require(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
 }
 
 void run(std::string_view input)
@@ -53,10 +51,8 @@ void run(std::string_view input)
     platform.runUntilIdle();
 
     while (!input.empty()) {
-        const std::size_t end = input.find('\n');
-        deliver(*transport, input.substr(0, end));
+        deliver(*transport, fuzz::takeLine(input));
         platform.runUntilIdle();
-        input.remove_prefix(end == std::string_view::npos ? input.size() : end + 1);
     }
     // Whatever came, the client goes on: it reconnects, sends its reports and lets its listeners go.
     service.open();
@@ -64,7 +60,7 @@ void run(std::string_view input)
     confirmed.cancel();
     pending.cancel();
     platform.runUntilIdle();
-    require(manager->state().listenersById.empty() && manager->state().listenersBySub.empty());
+    fuzz::require(manager->state().listenersById.empty() && manager->state().listenersBySub.empty());
 }
 
 } // namespace
@@ -73,7 +69,6 @@ void run(std::string_view input)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    // libFuzzer hands over bytes; they are read as text.
-    vexa::testing::run({reinterpret_cast<const char*>(data), size}); // NOLINT(*-reinterpret-cast)
+    vexa::testing::run(vexa::fuzz::textOf(data, size));
     return 0;
 }
