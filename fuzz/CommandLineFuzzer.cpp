@@ -1,6 +1,8 @@
 // Bytes as what people give to the tool: a duration, the parameters of a topic, the address of a service, an address to
 // listen on, and lines to publish. The whole input is each of them.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
 #include <host/server/ListenAddress.hpp>
 #include <host/tool/client/Duration.hpp>
 #include <host/tool/client/InputLines.hpp>
@@ -13,8 +15,6 @@
 #include <boost/json/parse.hpp>
 
 #include <CLI/CLI.hpp>
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
 
 #include <algorithm>
 #include <cmath>

@@ -1,14 +1,13 @@
 // A JSON text as the record of an echo and as its payload: what can be decoded is encoded, written, read and decoded
 // again, and must be the same but for its date.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
 #include <testing/VirtualPlatform.hpp>
 #include <VexaClient/VexaSubscriptionStream.hpp>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
 
 #include <algorithm>
 #include <cstddef>

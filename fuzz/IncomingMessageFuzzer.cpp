@@ -1,9 +1,8 @@
-if (!error && value.is_object()) {
-    transport.deliver(std::move(value.get_object()));
-} // Bytes as an incoming frame: parsed as a transport does, and handed to a client that has one confirmed and one
-  // pending
+// Bytes as an incoming frame: parsed as a transport does, and handed to a client that has one confirmed and one pending
 // topic. Each line of the input is a frame of its own.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
 #include <testing/FakeTransport.hpp>
 #include <testing/ScriptedService.hpp>
 #include <testing/StandaloneLibrary.hpp>
@@ -11,9 +10,6 @@ if (!error && value.is_object()) {
 #include <VexaClient/VexaSubscriptionStream.hpp>
 
 #include <boost/json/parse.hpp>
-
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
 
 #include <cstddef>
 #include <cstdint>
@@ -29,11 +25,9 @@ void deliver(FakeTransport& transport, std::string_view frame)
 {
     boost::system::error_code error;
     Value value = boost::json::parse(frame, error);
-    if (error || !value.is_object()) {
-        return false;
+    if (!error && value.is_object()) {
+        transport.deliver(std::move(value.get_object()));
     }
-    transport.deliver(std::move(value.get_object()));
-    return true;
 }
 
 void run(std::string_view input)

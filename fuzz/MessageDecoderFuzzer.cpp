@@ -1,16 +1,13 @@
 // Bytes as the texts of WebSocket frames, one a line, through one decoder: a frame is a message exactly when it is a
 // JSON object within the limits, whatever came before it, and a message reads back as it was written.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
+#include <fuzz/Values.hpp>
 #include <host/websocket/MessageDecoder.hpp>
 
 #include <boost/json/parse.hpp>
 
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
-#include <fuzz/Values.hpp>
-
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -28,18 +25,6 @@ using host::MessageDecoder;
 using Decoded = std::variant<Message, FrameFault>;
 
 constexpr host::MessageTextLimits limits{.bytes = 256, .depth = 6};
-
-/// Whether all numbers in a value are.
-bool isFinite(const Value& value)
-{
-    if (const Dictionary* dictionary = value.if_object()) {
-        return std::ranges::all_of(*dictionary, [](const auto& entry) { return isFinite(entry.value()); });
-    }
-    if (const List* list = value.if_array()) {
-        return std::ranges::all_of(*list, isFinite);
-    }
-    return !value.is_double() || std::isfinite(value.get_double());
-}
 
 /// What Boost.JSON's own parser makes of a text; nothing when it is no JSON text or too deep.
 std::optional<Value> parsed(std::string_view text, std::size_t depth)

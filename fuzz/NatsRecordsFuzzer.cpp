@@ -1,13 +1,12 @@
 // Bytes as what JetStream hands over: the first line as the reply subject of a delivery, each further one as a record
 // of a topic, at ascending places in the stream.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
 #include <host/broker/nats/DeliveryInfo.hpp>
 #include <host/broker/nats/RecordText.hpp>
 #include <host/broker/nats/TopicState.hpp>
 #include <VexaClient/platform/Text.hpp>
-
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
 
 #include <cstddef>
 #include <cstdint>

@@ -8,14 +8,13 @@
 // Whatever comes, each request is answered once, no client gets a message twice or out of order, and nothing that the
 // service keeps grows beyond its limits.
 
+#include <fuzz/Input.hpp>
+#include <fuzz/Require.hpp>
 #include <host/broker/MemoryBroker.hpp>
 #include <host/service/VexaService.hpp>
 #include <host/wire/MessageText.hpp>
 #include <testing/VirtualPlatform.hpp>
 #include <VexaClient/platform/JsonReaders.hpp>
-
-#include <fuzz/Input.hpp>
-#include <fuzz/Require.hpp>
 
 #include <array>
 #include <cstddef>

@@ -2,11 +2,10 @@
 // parameters, each on a line of its own, and bytes that say how the first topic is written in other ways and changed.
 // An empty line for the parameters stands for none.
 
-#include <VexaClient/subscription_client/SubscriptionHash.hpp>
-
 #include <fuzz/Input.hpp>
 #include <fuzz/Require.hpp>
 #include <fuzz/Values.hpp>
+#include <VexaClient/subscription_client/SubscriptionHash.hpp>
 
 #include <algorithm>
 #include <cctype>

@@ -1,7 +1,7 @@
+#include <fuzz/Values.hpp>
+
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-
-#include <fuzz/Values.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -160,12 +160,23 @@ void changeSomewhere(Value& value, Choices& choices)
 
 } // namespace
 
+bool isFinite(const Value& value)
+{
+    if (const Dictionary* dictionary = value.if_object()) {
+        return std::ranges::all_of(*dictionary, [](const auto& entry) { return isFinite(entry.value()); });
+    }
+    if (const List* list = value.if_array()) {
+        return std::ranges::all_of(*list, isFinite);
+    }
+    return !value.is_double() || std::isfinite(value.get_double());
+}
+
 Value valueOf(std::string_view text)
 {
     boost::system::error_code error;
     const boost::json::string_view view{text.data(), text.size()};
     Value value = boost::json::parse(view, error);
-    return error ? Value(view) : value;
+    return error || !isFinite(value) ? Value(view) : value;
 }
 
 bool areEqual(const Value& one, const Value& other)

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <VexaClient/platform/Json.hpp>
-
 #include <fuzz/Input.hpp>
+#include <VexaClient/platform/Json.hpp>
 
 #include <string_view>
 
 /// Values as fuzzers need them: made from text of any kind, written in another way, changed a little, and compared.
 namespace vexa::fuzz {
+
+/// Whether every number in a value is finite, as JSON has it. The parser of Boost.JSON 1.81 takes 1e999 and 0e999 too.
+[[nodiscard]] bool isFinite(const Value& value);
 
 /// The value in a JSON text; text that is none is the value itself.
 [[nodiscard]] Value valueOf(std::string_view text);
