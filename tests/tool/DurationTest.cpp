@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace vexa::host {
 namespace {
 
@@ -22,6 +24,14 @@ TEST(Duration, isNothingElse)
     for (const char* text : {"", "s", "-1", "-0", "1y", "1 s", "5mm", "1e3", "inf", "nan", "0x10", "1,5"}) {
         EXPECT_FALSE(readDuration(text)) << text;
     }
+}
+
+TEST(Duration, isNothingThatADoubleCannotHold)
+{
+    const std::string number(308, '9');
+    EXPECT_TRUE(readDuration(number));
+    EXPECT_FALSE(readDuration(number + "d"));
+    EXPECT_FALSE(readDuration(number + "9"));
 }
 
 } // namespace

@@ -15,13 +15,14 @@ std::optional<double> readDuration(std::string_view text) noexcept
     double number = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    if (error != std::errc{} || !std::isfinite(number) || std::signbit(number)) {
+    if (error != std::errc{} || std::signbit(number)) {
         return std::nullopt;
     }
     const std::string_view unit{stop, static_cast<std::size_t>(end - stop)};
     for (const auto& [name, seconds] : units) {
         if (unit == name) {
-            return number * seconds;
+            const double duration = number * seconds;
+            return std::isfinite(duration) ? std::optional{duration} : std::nullopt;
         }
     }
     return std::nullopt;
