@@ -47,6 +47,11 @@ WebSocketAddress webSocketAddress(std::string_view url)
     if (parts.has_fragment()) {
         refuse(url, "holds a fragment, which a WebSocket URL cannot have");
     }
+    const std::string path{parts.encoded_path()};
+    if (!path.empty() && path.front() != '/') {
+        // The parser of Boost.URL 1.81 takes what follows the digits of a port for the path.
+        refuse(url, "names a port that does not exist");
+    }
     std::string port{parts.port()};
     if (port.empty()) {
         port = isSecure ? "443" : "80";
@@ -59,7 +64,6 @@ WebSocketAddress webSocketAddress(std::string_view url)
     address.isSecure = isSecure;
     address.host = parts.host_address();
     address.port = port;
-    const std::string path{parts.encoded_path()};
     address.target = path.empty() ? "/" : path;
     if (parts.has_query()) {
         const std::string query{parts.encoded_query()};

@@ -57,7 +57,7 @@ TEST_P(UnusableAddress, isRefusedInWords)
 INSTANTIATE_TEST_SUITE_P(WebSocketAddressTest, UnusableAddress,
                          ::testing::Values("", "example.com", "http://example.com", "ws://", "ws:///path", "ws://a b/",
                                            "ws://user@example.com/", "ws://example.com/#part", "ws://example.com:0/",
-                                           "ws://example.com:99999/", "ws://exa\nmple.com/"));
+                                           "ws://example.com:99999/", "ws://example.com:8G43/", "ws://exa\nmple.com/"));
 
 } // namespace
 } // namespace vexa::host
