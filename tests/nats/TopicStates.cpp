@@ -115,6 +115,16 @@ TEST(RecordText, isNotReadFromAnythingElse)
     }
 }
 
+TEST(RecordText, isNotReadWithTimesThatNoTopicHas)
+{
+    constexpr std::int64_t latest = 8'000'000'000'000'000;
+    EXPECT_TRUE(readRecord(recordText("t", latest, {1, latest, latest, false}, "{}"), 2));
+    EXPECT_FALSE(readRecord(recordText("t", latest + 1, {1, 4, 3, false}, "{}"), 2));
+    EXPECT_FALSE(readRecord(recordText("t", 5, {1, latest + 1, 3, false}, "{}"), 2));
+    EXPECT_FALSE(readRecord(recordText("t", 5, {1, std::numeric_limits<std::int64_t>::max(), 3, false}, "{}"), 2));
+    EXPECT_FALSE(readRecord(recordText("t", 5, {1, 4, 5, false}, "{}"), 2));
+}
+
 /// A window behind `base` with one record of two payloads for each sequence.
 TopicWindow windowOf(const TopicState& base, std::uint64_t last)
 {

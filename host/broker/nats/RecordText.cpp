@@ -24,13 +24,21 @@ std::optional<std::int64_t> wholeNumberAt(const Dictionary& dictionary, std::str
     return value->get_int64();
 }
 
+/// A time in microseconds since 1970. Beyond 2^33 seconds, in the year 2242, a double cannot tell one from the next.
+std::optional<std::int64_t> microsecondAt(const Dictionary& dictionary, std::string_view key)
+{
+    constexpr std::int64_t latest = 8'000'000'000'000'000;
+    const auto microsecond = wholeNumberAt(dictionary, key);
+    return microsecond <= latest ? microsecond : std::nullopt;
+}
+
 std::optional<TopicState> stateIn(const Dictionary& dictionary)
 {
     const auto sequence = wholeNumberAt(dictionary, "sequence");
-    const auto lastMicrosecond = wholeNumberAt(dictionary, "microsecond");
-    const auto formerLivesUntil = wholeNumberAt(dictionary, "formerLivesUntil");
+    const auto lastMicrosecond = microsecondAt(dictionary, "microsecond");
+    const auto formerLivesUntil = microsecondAt(dictionary, "formerLivesUntil");
     const auto hasEnded = boolAt(dictionary, "hasEnded");
-    if (!sequence || !lastMicrosecond || !formerLivesUntil || !hasEnded) {
+    if (!sequence || !lastMicrosecond || !formerLivesUntil || !hasEnded || *formerLivesUntil > *lastMicrosecond) {
         return std::nullopt;
     }
     return TopicState{static_cast<std::uint64_t>(*sequence), *lastMicrosecond, *formerLivesUntil, *hasEnded};
@@ -74,7 +82,7 @@ std::optional<TopicRecord> readRecord(std::string_view text, std::uint64_t seque
     if (error) {
         return std::nullopt;
     }
-    const auto microsecond = wholeNumberAt(content, "microsecond");
+    const auto microsecond = microsecondAt(content, "microsecond");
     const Dictionary* const base = dictionaryAt(content, "base");
     const auto baseState = base != nullptr ? stateIn(*base) : std::nullopt;
     if (!microsecond || !baseState || dictionariesAt(content, "payloads") == nullptr) {
