@@ -31,6 +31,7 @@ TEST(MessageLines, areShortForPeople)
     EXPECT_EQ(plainLine("t", element(R"({"payload":{"a":1,"isTerminating":true}})", true)),
               "t  {\"a\":1}  (the topic has ended)");
     EXPECT_EQ(plainLine("t", element("{}")), "t");
+    EXPECT_EQ(plainLine("t", element(R"({"payload":{"a":1,"updatedAt":1e300}})")), "t  {\"a\":1}");
 }
 
 TEST(MessageLines, canDoATerminalNoHarm)

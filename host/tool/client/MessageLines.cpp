@@ -12,9 +12,13 @@ namespace vexa::host {
 
 namespace {
 
-/// The local time of day of a message, as hours, minutes, seconds and milliseconds.
-std::string timeOfDay(double secondsSince1970)
+/// The local time of day of a message, as hours, minutes, seconds and milliseconds; nothing when no calendar has it.
+std::optional<std::string> timeOfDay(double secondsSince1970)
 {
+    constexpr double beyondCalendars = 0x1.0p53;
+    if (std::abs(secondsSince1970) >= beyondCalendars) {
+        return std::nullopt;
+    }
     const double whole = std::floor(secondsSince1970);
     const auto milliseconds = static_cast<int>((secondsSince1970 - whole) * 1000);
     const auto seconds = static_cast<std::time_t>(whole);
@@ -48,7 +52,9 @@ std::string plainLine(std::string_view topic, const VexaSubscriptionStream::Elem
     const Dictionary* payload = dictionaryAt(*element.message, "payload");
     std::string line;
     if (const auto updatedAt = payload != nullptr ? doubleAt(*payload, "updatedAt") : std::nullopt) {
-        line = timeOfDay(*updatedAt) + "  ";
+        if (const auto time = timeOfDay(*updatedAt)) {
+            line = *time + "  ";
+        }
     }
     line += escapeControlCharacters(topic);
     if (payload != nullptr) {
