@@ -3,6 +3,7 @@
 
 #include <fuzz/Input.hpp>
 #include <fuzz/Require.hpp>
+#include <fuzz/Values.hpp>
 #include <host/server/ListenAddress.hpp>
 #include <host/tool/client/Duration.hpp>
 #include <host/tool/client/InputLines.hpp>
@@ -61,9 +62,12 @@ void runParameters(std::string_view input)
     }
     boost::system::error_code error;
     const Value value = boost::json::parse(boost::json::string_view{input.data(), input.size()}, error);
-    require(isAccepted == !error);
+    require(isAccepted || error || !isFinite(value));
     if (isAccepted) {
-        require(text == input && parametersOf(text) == value);
+        const Parameters parameters = parametersOf(text);
+        require(text == input && parameters);
+        const Dictionary sent = readMessage(messageText(Dictionary{{"parameters", *parameters}}), error);
+        require(!error && sent.at("parameters") == *parameters);
     }
 }
 

@@ -178,7 +178,7 @@ MessageReader::MessageReader(const MessageTextLimits& limits)
 
 MessageReader::~MessageReader() = default;
 
-Dictionary MessageReader::read(std::string_view text, boost::system::error_code& error,
+Value MessageReader::readValue(std::string_view text, boost::system::error_code& error,
                                boost::json::storage_ptr storage)
 {
     error = {};
@@ -186,7 +186,13 @@ Dictionary MessageReader::read(std::string_view text, boost::system::error_code&
         error = boost::system::errc::make_error_code(boost::system::errc::message_size);
         return {};
     }
-    Value value = parser_->parse(text, error, std::move(storage));
+    return parser_->parse(text, error, std::move(storage));
+}
+
+Dictionary MessageReader::read(std::string_view text, boost::system::error_code& error,
+                               boost::json::storage_ptr storage)
+{
+    Value value = readValue(text, error, std::move(storage));
     if (error) {
         return {};
     }
@@ -200,6 +206,11 @@ Dictionary MessageReader::read(std::string_view text, boost::system::error_code&
 Dictionary readMessage(std::string_view text, boost::system::error_code& error, const MessageTextLimits& limits)
 {
     return MessageReader{limits}.read(text, error);
+}
+
+Value readValue(std::string_view text, boost::system::error_code& error, const MessageTextLimits& limits)
+{
+    return MessageReader{limits}.readValue(text, error);
 }
 
 } // namespace vexa::host

@@ -30,6 +30,10 @@ struct MessageTextLimits {
 [[nodiscard]] Dictionary readMessage(std::string_view text, boost::system::error_code& error,
                                      const MessageTextLimits& limits = {});
 
+/// The value of any kind that a JSON text holds, read as readMessage() reads; null and an `error` when it holds none.
+[[nodiscard]] Value readValue(std::string_view text, boost::system::error_code& error,
+                              const MessageTextLimits& limits = {});
+
 /// Reads many texts, one after the other, and keeps its working memory between them. For one thread at a time.
 class MessageReader {
 public:
@@ -40,6 +44,10 @@ public:
 
     /// As readMessage(), with what the message holds in memory of `storage`.
     [[nodiscard]] Dictionary read(std::string_view text, boost::system::error_code& error,
+                                  boost::json::storage_ptr storage = {});
+
+    /// As readValue(), with what the value holds in memory of `storage`.
+    [[nodiscard]] Value readValue(std::string_view text, boost::system::error_code& error,
                                   boost::json::storage_ptr storage = {});
 
 private:
