@@ -27,7 +27,9 @@ struct ServerTimeLimits {
 
 /// What a server lets one connection have.
 struct ServerLimits {
-    std::size_t messageBytes = std::size_t{1024} * 1024;   ///< of an incoming message; closed with 1009 beyond
+    /// Of an incoming message. A longer one is not read, so that nothing can be answered: its connection is closed with
+    /// 1009. Leave room for the one request with which a client asks for all its topics after a cut.
+    std::size_t messageBytes = std::size_t{16} * 1024 * 1024;
     std::size_t messageDepth = 64;                         ///< of lists and dictionaries within each other
     std::size_t queueBytes = std::size_t{8} * 1024 * 1024; ///< of outgoing messages; closed with 1013 beyond
     std::size_t frameBytes = std::size_t{256} * 1024;      ///< up to which messages that wait share a frame

@@ -190,9 +190,22 @@ bool ClientConnection::mayHaveMissedData(const std::string& operationId, const N
     return isBehind && std::find(known.begin(), known.end(), std::hash<std::string>{}(operationId)) == known.end();
 }
 
+std::optional<ServiceError> ClientConnection::refusalOf(const TopicKey& topic) const
+{
+    if (topic.text().size() > service_->limits.topicBytes) {
+        return ServiceError{"TopicTooLong", joined({"The name and the parameters of a topic may take ",
+                                                    std::to_string(service_->limits.topicBytes), " bytes as JSON"})};
+    }
+    return std::nullopt;
+}
+
 void ClientConnection::subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
                                    std::size_t position)
 {
+    if (const auto refusal = refusalOf(topic.topic)) {
+        answer->topics[position] = *refusal;
+        return;
+    }
     auto found = subscriptions_.find(topic.topic);
     if (found == subscriptions_.end()) {
         if (subscriptions_.size() >= service_->limits.subscriptionsPerSession) {
@@ -236,6 +249,10 @@ void ClientConnection::publish(const Dictionary& message)
     if (const auto* error = std::get_if<ServiceError>(&request->publication)) {
         ++service_->figures.malformed;
         send(publishResponse(request->requestId, {0, *error}));
+        return;
+    }
+    if (const auto refusal = refusalOf(std::get<Publication>(request->publication).topic)) {
+        send(publishResponse(request->requestId, {0, *refusal}));
         return;
     }
     PublishCompletion answer = [self = shared_from_this(), requestId = request->requestId](

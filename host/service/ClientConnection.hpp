@@ -12,6 +12,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -74,6 +75,8 @@ private:
 
     /// Whether the client may have thrown away what was sent of a topic that it requests in another operation.
     [[nodiscard]] bool mayHaveMissedData(const std::string& operationId, const NewestTimes& newest) const;
+    /// Why a topic cannot be served, if it cannot.
+    [[nodiscard]] std::optional<ServiceError> refusalOf(const TopicKey& topic) const;
     void subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
                      std::size_t position);
     void publish(const Dictionary& message);

@@ -8,6 +8,7 @@ namespace vexa::host {
 /// What a service lets its clients have and what it keeps of them.
 struct ServiceLimits {
     std::size_t subscriptionsPerSession = 10'000; ///< further topics are refused
+    std::size_t topicBytes = 16'384;              ///< of a topic's name and parameters as JSON; longer ones are refused
     std::size_t entriesPerDataMessage = 256;      ///< a longer replay goes out in several messages
     std::size_t keptServerLogRecords = 1'000;     ///< the newest ones
     std::size_t keptEchoes = 1'000;               ///< the newest ones

@@ -177,11 +177,18 @@ void addLimits(CLI::App& command, ServeOptions& options)
     const auto positive = CLI::Range(std::size_t{1}, std::numeric_limits<std::size_t>::max());
     command
         .add_option("--max-message-bytes", options.server.limits.messageBytes,
-                    "The largest message that a client may send; 64KiB and the like are understood")
+                    "The largest message that a client may send, which has to hold the request for all its topics; "
+                    "64KiB and the like are understood")
         ->transform(bytes)
         ->check(positive)
         ->capture_default_str();
     command.add_option("--max-topics", options.service.subscriptionsPerSession, "The most topics of one connection")
+        ->check(positive)
+        ->capture_default_str();
+    command
+        .add_option("--max-topic-bytes", options.service.topicBytes,
+                    "How long the name and the parameters of a topic may be together")
+        ->transform(bytes)
         ->check(positive)
         ->capture_default_str();
     command

@@ -53,6 +53,17 @@ TEST(ServicePublish, EndsATopicForAClient)
     EXPECT_EQ(received.at(0).at("messages").at(0).at("payload").at("isTerminating"), true);
 }
 
+TEST(ServicePublish, RefusesATopicThatIsTooLong)
+{
+    ServiceAndClient t{{.topicBytes = 7}};
+
+    t.client.send(publication);
+
+    EXPECT_EQ(t.client.take(), (Messages{json(R"({"category":"vexa","type":"publishResponse","requestId":"P-1",
+        "error":"TopicTooLong","errorMessage":"The name and the parameters of a topic may take 7 bytes as JSON"})")}));
+    EXPECT_EQ(t.service.figures().published, 0U);
+}
+
 TEST(ServicePublish, AcceptsNothingOfAnEmptyPublication)
 {
     ServiceAndClient t;

@@ -260,6 +260,26 @@ TEST(ServiceSubscribe, RefusesTopicsBeyondItsLimit)
     EXPECT_EQ(answers[0].at("topics").at(1).at("success"), true);
 }
 
+TEST(ServiceSubscribe, RefusesTopicsThatAreTooLongAndServesTheOthers)
+{
+    // The key of the topic is "scores":{"league":"north"}, in 27 bytes.
+    ServiceUnderTest t{testing::defaultSeed(), {.topicBytes = 27}};
+    ServiceClient client{t.platform, t.service};
+    const Dictionary longer = testing::failure("TopicTooLong", "The name and the parameters of a topic may take 27 "
+                                                               "bytes as JSON");
+
+    client.send(
+        subscribeRequest("O-001", {topic("scores", Dictionary{{"league", "norths"}}),
+                                   topic("scores", Dictionary{{"league", "north"}}), topic(std::string(26, 's'))}));
+
+    const Messages answers = client.take();
+    ASSERT_EQ(answers.size(), 1U);
+    EXPECT_EQ(answers[0].at("topics").at(0), longer);
+    EXPECT_EQ(answers[0].at("topics").at(1).at("success"), true);
+    EXPECT_EQ(answers[0].at("topics").at(2), longer);
+    EXPECT_EQ(t.service.figures().subscriptions, 1U);
+}
+
 TEST(ServiceSubscribe, PassesOnWhyTheBrokerRefusedAndAsksAgainLater)
 {
     ServiceUnderTest t{testing::defaultSeed(), {}, {.topics = 1}};

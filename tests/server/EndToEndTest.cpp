@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -118,6 +120,33 @@ TEST(EndToEnd, TooManyTopicsAreRefusedInTheResponse)
     const Dictionary answer = client.receive();
     EXPECT_EQ(answer.at("topics").at(0).at("success"), true);
     EXPECT_EQ(answer.at("topics").at(1).at("error"), "TooManySubscriptions");
+}
+
+TEST(EndToEnd, ATopicThatIsTooLongIsRefusedInTheResponse)
+{
+    ServiceLimits limits;
+    limits.topicBytes = 100;
+    ServerUnderTest under{loopback(), limits};
+    TestClient client{under};
+    client.send(testing::subscribeRequest("O-001", {testing::topic(std::string(99, 's')), testing::topic("scores")}));
+    const Dictionary answer = client.receive();
+    EXPECT_EQ(answer.at("topics").at(0).at("error"), "TopicTooLong");
+    EXPECT_EQ(answer.at("topics").at(1).at("success"), true);
+}
+
+TEST(EndToEnd, OneRequestAsksForAsManyTopicsAsAConnectionMayHave)
+{
+    ServerUnderTest under;
+    TestClient client{under};
+    constexpr std::size_t topicCount = ServiceLimits{}.subscriptionsPerSession;
+    std::vector<Dictionary> topics;
+    for (std::size_t number = 0; number < topicCount; ++number) {
+        topics.push_back(testing::topic(std::string(200, 's') + std::to_string(number), std::nullopt, 1700000000.5));
+    }
+    client.send(testing::subscribeRequest("O-001", topics));
+    const Dictionary answer = client.receive();
+    ASSERT_EQ(answer.at("topics").as_array().size(), topicCount);
+    EXPECT_EQ(under.service->figures().subscriptions, topicCount);
 }
 
 TEST(EndToEnd, ASessionThatTheServiceClosesIsClosedWithItsReason)
