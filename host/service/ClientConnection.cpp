@@ -252,7 +252,7 @@ void ClientConnection::publish(const Dictionary& message)
         return;
     }
     if (const auto refusal = refusalOf(std::get<Publication>(request->publication).topic)) {
-        send(publishResponse(request->requestId, {0, *refusal}));
+        send(publishResponse(request->requestId, {0, refusal}));
         return;
     }
     PublishCompletion answer = [self = shared_from_this(), requestId = request->requestId](
