@@ -65,6 +65,10 @@ public:
     virtual void enterHostCode() noexcept = 0;
     virtual void leaveHostCode() noexcept = 0;
 
+    /// Begins a Burst on the calling thread. Returns whether there is something to end.
+    virtual bool beginBurst() noexcept { return false; }
+    virtual void endBurst() noexcept {}
+
 protected:
     virtual void submit(WorkItemPointer item) = 0;
 
@@ -82,6 +86,26 @@ public:
 
 private:
     Platform& platform_;
+};
+
+/// A stretch in which a thread hands over what came together, as a transport does with the messages of one read: a
+/// queue that it makes ready need not begin before the end of the stretch, when one wake-up does for all. For stretches
+/// in which nothing is waited for; code of the host ends the delay.
+class Burst {
+public:
+    explicit Burst(Platform& platform) noexcept : platform_{platform}, isBegun_{platform.beginBurst()} {}
+    ~Burst()
+    {
+        if (isBegun_) {
+            platform_.endBurst();
+        }
+    }
+    Burst(const Burst&) = delete;
+    Burst& operator=(const Burst&) = delete;
+
+private:
+    Platform& platform_;
+    const bool isBegun_;
 };
 
 /// Makes a call that must not let an exception escape: one that does is written to the system log under the name

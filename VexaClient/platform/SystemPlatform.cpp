@@ -107,6 +107,16 @@ void SystemPlatform::leaveHostCode() noexcept
     engine_->pool.leaveHostCode();
 }
 
+bool SystemPlatform::beginBurst() noexcept
+{
+    return engine_->pool.beginBurst();
+}
+
+void SystemPlatform::endBurst() noexcept
+{
+    engine_->pool.endBurst();
+}
+
 void SystemPlatform::submit(WorkItemPointer item)
 {
     engine_->pool.submit(std::move(item));

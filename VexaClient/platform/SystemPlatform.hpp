@@ -41,6 +41,8 @@ public:
               std::optional<double> seconds) override;
     void enterHostCode() noexcept override;
     void leaveHostCode() noexcept override;
+    bool beginBurst() noexcept override;
+    void endBurst() noexcept override;
 
 protected:
     void submit(WorkItemPointer item) override;

@@ -20,13 +20,6 @@ Dictionary reportOf(std::string_view key, const Records& records, ToDictionary&&
     return dictionary;
 }
 
-void addIfGiven(Dictionary& dictionary, std::string_view key, const std::optional<std::string>& value)
-{
-    if (value) {
-        dictionary.emplace(key, *value);
-    }
-}
-
 } // namespace
 
 Dictionary SubscriptionResponseReport::asDictionary() const
@@ -37,9 +30,13 @@ Dictionary SubscriptionResponseReport::asDictionary() const
         dictionary.emplace("status", record.success ? "success" : "fail");
         dictionary.emplace("topic", record.topic.asDictionary());
         dictionary.emplace("visible", visible);
-        addIfGiven(dictionary, "subscriptionId", record.subscriptionId);
-        addIfGiven(dictionary, "error", record.error);
-        addIfGiven(dictionary, "errorMessage", record.errorMessage);
+        if (record.route != nullptr) {
+            dictionary.emplace("subscriptionId", record.route->subscriptionId);
+        }
+        if (record.failure != nullptr) {
+            dictionary.emplace("error", record.failure->error);
+            dictionary.emplace("errorMessage", record.failure->errorMessage);
+        }
         return dictionary;
     });
 }
@@ -64,20 +61,15 @@ Dictionary DeliveryReport::asDictionary() const
     return reportOf("vexaMessages", records, [this](const Record& record) {
         Dictionary dictionary;
         dictionary.emplace("delivery", record.replayed ? "offline" : "online");
-        dictionary.emplace("subscriptionId", *record.subscriptionId);
+        dictionary.emplace("subscriptionId", record.route->subscriptionId);
         dictionary.emplace("sentAt", sentAt);
         dictionary.emplace("receivedAt", receivedAt);
         dictionary.emplace("visible", visible);
-        if (record.topic) {
-            dictionary.emplace("topic", record.topic->asDictionary());
+        if (record.topic != nullptr) {
+            dictionary.emplace("topic", topicDescription(*record.topic, record.updatedAt));
         }
         return dictionary;
     });
-}
-
-Dictionary asDictionary(const DiagnosticReport& report)
-{
-    return std::visit([](const auto& each) { return each.asDictionary(); }, report);
 }
 
 } // namespace vexa

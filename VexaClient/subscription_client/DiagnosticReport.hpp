@@ -1,13 +1,14 @@
 #pragma once
 
 #include <VexaClient/platform/Json.hpp>
+#include <VexaClient/subscription_client/ClientTables.hpp>
 #include <VexaClient/subscription_client/TopicSubscription.hpp>
+
+#include <boost/container/small_vector.hpp>
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 /// The diagnostic reports for the service. A report waits for minutes before it is sent, so each is kept in a compact
@@ -16,12 +17,17 @@ namespace vexa {
 
 /// What became of the topics of one answered request.
 struct SubscriptionResponseReport {
+    /// Why a topic was not subscribed.
+    struct Failure {
+        std::string error;
+        std::string errorMessage;
+    };
+
     struct Record {
         TopicSubscription topic;
         bool success;
-        std::optional<std::string> subscriptionId;
-        std::optional<std::string> error;
-        std::optional<std::string> errorMessage;
+        SubscriptionRoutePointer route;         ///< null without a subscription id
+        std::unique_ptr<const Failure> failure; ///< null without one
     };
 
     std::string operationId;
@@ -46,23 +52,21 @@ struct TimeoutReport {
 /// The messages of one data message.
 struct DeliveryReport {
     struct Record {
-        std::shared_ptr<const std::string> subscriptionId;
-        std::optional<TopicSubscription> topic; ///< absent when the subscription is not known
+        SubscriptionRoutePointer route;
+        TopicIdentity::Pointer topic; ///< null when the subscription is not known
+        double updatedAt;             ///< of the topic, when there is one
         bool replayed;
     };
 
     double sentAt;     ///< seconds since 1970; 0 for not given
     double receivedAt; ///< seconds since 1970
     bool visible;
-    std::vector<Record> records;
+
+    /// A message that came alone has its record in the report itself.
+    boost::container::small_vector<Record, 1> records;
 
     /// {"vexaMessages": [one record for each message]}.
     [[nodiscard]] Dictionary asDictionary() const;
 };
-
-using DiagnosticReport = std::variant<SubscriptionResponseReport, TimeoutReport, DeliveryReport>;
-
-/// The report as the service's log takes it.
-[[nodiscard]] Dictionary asDictionary(const DiagnosticReport& report);
 
 } // namespace vexa

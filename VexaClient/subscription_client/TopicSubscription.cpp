@@ -4,18 +4,27 @@
 
 namespace vexa {
 
-TopicSubscription::TopicSubscription(std::string name, const Parameters& params, std::string hash, double moment)
-    : updatedAt{moment},
-      identity_{std::make_shared<const Identity>(Identity{std::move(name), ownCopy(params), std::move(hash)})}
+TopicSubscription::TopicSubscription(std::string_view name, const Parameters& params, std::string_view hash,
+                                     double moment)
+    : identity_{TopicIdentity::make(name, params, hash)}, updatedAt{moment}
+{}
+
+TopicSubscription::TopicSubscription(TopicIdentity::Pointer identity, double moment) noexcept
+    : identity_{std::move(identity)}, updatedAt{moment}
 {}
 
 Dictionary TopicSubscription::asDictionary() const
 {
+    return topicDescription(*identity_, updatedAt);
+}
+
+Dictionary topicDescription(const TopicIdentity& topic, double updatedAt)
+{
     Dictionary description;
     description.reserve(3);
-    description.emplace("name", name());
-    if (params()) {
-        description.emplace("parameters", *params());
+    description.emplace("name", topic.name());
+    if (topic.params()) {
+        description.emplace("parameters", *topic.params());
     }
     if (updatedAt > 0) {
         description.emplace("updatedAt", updatedAt);

@@ -1,4 +1,3 @@
-#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/platform/Text.hpp>
 #include <VexaClient/subscription_client/SubscriptionHash.hpp>
 #include <VexaClient/subscription_client/VexaOruClient.hpp>
@@ -37,7 +36,7 @@ void VexaOruClient::removeSubscription(std::string_view hash)
 void VexaOruClient::setMessageFeedDelegate(std::shared_ptr<VexaFeed> delegate)
 {
     queue_->async([self = shared_from_this(), delegate = std::move(delegate)]() mutable {
-        self->delegateReturnsPromptly_ = dynamic_cast<ReturnsPromptly*>(delegate.get()) != nullptr;
+        self->batchDelegate_ = dynamic_cast<BatchFeed*>(delegate.get());
         self->state_.delegate.swap(delegate);
         // Dropped on the callback queue: if this reference is the last, code of the host runs.
         self->cbq_->async([&platform = self->platform_, earlier = std::move(delegate)]() mutable {
@@ -51,7 +50,9 @@ VexaOruClient::State VexaOruClient::state()
 {
     return queue_->sync([&] {
         State copy = state_;
-        // The keys of a copied table are still views of ids that its routes share.
+        copy.currentSubscriptions = tables_.currentSubscriptions();
+        copy.removedSubscriptions = tables_.removedSubscriptions();
+        copy.subscriptionIdToHash = tables_.subscriptionIdToHash();
         return copy;
     });
 }
@@ -61,15 +62,13 @@ std::string VexaOruClient::createOnQueue(std::string_view name, const Parameters
     platform_.log(joined({"Creating subscription ", name}));
     std::string hash = subscriptionHash(name, params);
     platform_.log(joined({"Subscription hash - ", hash}));
-    state_.removedSubscriptions.erase(hash);
+    tables_.restore(hash);
 
-    const auto current = state_.currentSubscriptions.find(hash);
-    if (current != state_.currentSubscriptions.end()) {
+    if (TopicSubscription* topic = tables_.current(hash)) {
         platform_.log("Found existing topic");
-        TopicSubscription& topic = current->second;
-        if (updatedAt > 0 && topic.updatedAt < updatedAt) {
+        if (updatedAt > 0 && topic->updatedAt < updatedAt) {
             platform_.log(joined({"topic.updatedAt = ", plainDecimal(updatedAt)}));
-            topic.updatedAt = updatedAt;
+            topic->updatedAt = updatedAt;
         }
         platform_.log(joined({"Returning ", hash}));
         return hash;
@@ -105,7 +104,7 @@ void VexaOruClient::registerListeners()
 void VexaOruClient::remove(std::string_view hash)
 {
     platform_.log(joined({"Removed ", hash}));
-    state_.removedSubscriptions.emplace(hash);
+    tables_.remove(hash);
 }
 
 bool VexaOruClient::isVisible()

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <VexaClient/platform/Platform.hpp>
+#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/platform/TextTable.hpp>
 #include <VexaClient/protocols/VexaClient.hpp>
+#include <VexaClient/subscription_client/BatchFeed.hpp>
+#include <VexaClient/subscription_client/ClientTables.hpp>
 #include <VexaClient/subscription_client/DiagnosticReport.hpp>
 #include <VexaClient/subscription_client/OperationId.hpp>
 #include <VexaClient/subscription_client/TopicSubscription.hpp>
@@ -15,7 +18,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace vexa {
@@ -27,16 +29,11 @@ namespace vexa {
 class VexaOruClient final : public VexaClient,
                             public OruClientMessageListener,
                             public OruClientConnectionListener,
+                            public ReturnsPromptly,
                             public std::enable_shared_from_this<VexaOruClient> {
     struct Private {};
 
 public:
-    /// A subscription id of the service, with the subscription that it stands for.
-    struct Route {
-        std::shared_ptr<const std::string> subscriptionId;
-        std::string hash;
-    };
-
     /// All that the client remembers.
     struct State {
         std::optional<std::int64_t> messageListenerId;
@@ -52,8 +49,8 @@ public:
         /// Subscription hashes whose messages are withheld.
         TextSet removedSubscriptions;
 
-        /// Routes by subscription id; each key is a view of the id in its own route.
-        std::unordered_map<std::string_view, Route> subscriptionIdToHash;
+        /// For which subscription each subscription id of the service stands.
+        TextTable<std::string> subscriptionIdToHash;
 
         double pendingSubTime = 0; ///< when a request was last handed to the transport: seconds since 1970
         TextSet loggedOperationIds;
@@ -87,20 +84,6 @@ public:
     [[nodiscard]] State state();
 
 private:
-    struct Delivery {
-        TopicSubscription topic;
-        Message message;
-        bool isTerminating;
-    };
-    using Deliveries = std::vector<Delivery>;
-
-    /// An entry of a data message that carries a subscription id.
-    struct RoutedEntry {
-        std::shared_ptr<const std::string> subscriptionId;
-        const TopicSubscription* topic; ///< in currentSubscriptions; null when the subscription is not known
-        bool replayed;
-    };
-
     // Everything below runs on the state queue.
 
     // Creation: VexaOruClient.cpp
@@ -109,7 +92,8 @@ private:
     void remove(std::string_view hash);
 
     // Requests: VexaOruClientRequests.cpp
-    void addPendingSubscription(std::string hash, std::string_view name, const Parameters& params, double updatedAt);
+    void addPendingSubscription(std::string_view hash, std::string_view name, const Parameters& params,
+                                double updatedAt);
     void sendSubscriptionRequest(const std::string& operationId);
     void startPendingSubTimer();
     void cancelPendingSubTimer();
@@ -121,15 +105,18 @@ private:
     void dispatch(const Message& message);
     void handleSubscriptionResponse(const Dictionary& response);
     void settle(const std::string& operationId, const std::vector<TopicSubscription>& pending, const List& topics);
-    void confirm(const TopicSubscription& topic, std::string_view subscriptionId);
+    SubscriptionRoutePointer confirm(const TopicSubscription& topic, std::string_view subscriptionId);
     void logTimedOutSubscriptions();
-    void sendServerLog(DiagnosticReport report);
+
+    /// Gives a report to the transport's logger once it has waited.
+    template <class Report>
+    void sendServerLog(Report report);
 
     // Delivery: VexaOruClientDelivery.cpp
     void handleDataMessage(const Message& message);
-    void route(const Message& batch, const List& entries, std::vector<RoutedEntry>& routed, Deliveries& deliveries);
-    void logMessageDelivery(const Dictionary& message, const std::vector<RoutedEntry>& routed);
-    void deliver(Deliveries deliveries);
+    void route(const Message& batch, const List& entries, FedBatch& deliveries, DeliveryReport& report);
+    void logMessageDelivery(DeliveryReport report);
+    void deliver(FedBatch deliveries);
 
     [[nodiscard]] bool isVisible();
     [[nodiscard]] std::shared_ptr<OruClientLogger> logger();
@@ -138,8 +125,9 @@ private:
     Dependency<std::shared_ptr<OruClient>> _oruClient;
     SerialQueueHandle queue_;
     SerialQueueHandle cbq_;
-    State state_;
-    bool delegateReturnsPromptly_ = false;
+    ClientTables tables_;
+    State state_;                        ///< all but what is in the tables
+    BatchFeed* batchDelegate_ = nullptr; ///< the delegate, if it takes batches
 };
 
 } // namespace vexa

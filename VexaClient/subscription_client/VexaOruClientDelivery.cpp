@@ -13,17 +13,23 @@ void VexaOruClient::handleDataMessage(const Message& message)
     if (entries == nullptr) {
         return;
     }
-    std::vector<RoutedEntry> routed;
-    Deliveries deliveries;
-    route(message, *entries, routed, deliveries);
-    logMessageDelivery(*message, routed);
+    FedBatch deliveries;
+    DeliveryReport report{doubleAt(*message, "sentAt").value_or(0.0), 0.0, false, {}};
+    route(message, *entries, deliveries, report);
+    logMessageDelivery(std::move(report));
     deliver(std::move(deliveries));
 }
 
-void VexaOruClient::route(const Message& batch, const List& entries, std::vector<RoutedEntry>& routed,
-                          Deliveries& deliveries)
+void VexaOruClient::logMessageDelivery(DeliveryReport report)
 {
-    routed.reserve(entries.size());
+    report.receivedAt = platform_.now();
+    report.visible = isVisible();
+    sendServerLog(std::move(report));
+}
+
+void VexaOruClient::route(const Message& batch, const List& entries, FedBatch& deliveries, DeliveryReport& report)
+{
+    report.records.reserve(entries.size());
     deliveries.reserve(entries.size());
     for (const Value& value : entries) {
         const Dictionary& entry = value.get_object();
@@ -31,70 +37,61 @@ void VexaOruClient::route(const Message& batch, const List& entries, std::vector
         if (!message.subscriptionId) {
             continue;
         }
-        const auto known = state_.subscriptionIdToHash.find(*message.subscriptionId);
-        if (known == state_.subscriptionIdToHash.end()) {
-            routed.push_back({std::make_shared<const std::string>(*message.subscriptionId), nullptr, message.replayed});
+        SubscriptionRoute* const route = tables_.route(*message.subscriptionId);
+        if (route == nullptr) {
+            report.records.push_back({SubscriptionRoutePointer{new SubscriptionRoute{*message.subscriptionId}}, nullptr,
+                                      0.0, message.replayed});
             continue;
         }
-        const auto& [subscriptionId, hash] = known->second;
-        const auto current = state_.currentSubscriptions.find(hash);
-        if (current == state_.currentSubscriptions.end()) {
-            routed.push_back({subscriptionId, nullptr, message.replayed});
+        ConfirmedTopic& topic = *route->topic;
+        if (!topic.isCurrent) {
+            report.records.push_back({route, nullptr, 0.0, message.replayed});
             continue;
         }
-        TopicSubscription& topic = current->second;
-        if (message.updatedAt && *message.updatedAt > topic.updatedAt) {
-            topic.updatedAt = *message.updatedAt;
+        TopicSubscription& subscription = topic.subscription;
+        if (message.updatedAt && *message.updatedAt > subscription.updatedAt) {
+            subscription.updatedAt = *message.updatedAt;
         }
-        routed.push_back({subscriptionId, &topic, message.replayed});
-        if (state_.removedSubscriptions.contains(hash)) {
-            platform_.log(joined({"Subscription for ", *subscriptionId, " was previously removed, not notifying"}));
+        report.records.push_back({route, subscription.identity(), 0.0, message.replayed});
+        if (topic.isRemoved) {
+            platform_.log(
+                joined({"Subscription for ", route->subscriptionId, " was previously removed, not notifying"}));
             continue;
         }
-        deliveries.push_back({topic, Message{batch, &entry}, message.isTerminating});
+        deliveries.push_back({subscription.identity(), Message{batch, &entry}, message.isTerminating});
+    }
+    // Every record tells the moment that its topic has reached with the whole batch.
+    for (DeliveryReport::Record& record : report.records) {
+        if (record.topic != nullptr) {
+            record.updatedAt = record.route->topic->subscription.updatedAt;
+        }
     }
 }
 
-void VexaOruClient::logMessageDelivery(const Dictionary& message, const std::vector<RoutedEntry>& routed)
+void VexaOruClient::deliver(FedBatch deliveries)
 {
-    DeliveryReport report{doubleAt(message, "sentAt").value_or(0.0), platform_.now(), isVisible(), {}};
-    report.records.reserve(routed.size());
-    for (const RoutedEntry& entry : routed) {
-        report.records.push_back({entry.subscriptionId,
-                                  entry.topic != nullptr ? std::optional{*entry.topic} : std::nullopt, entry.replayed});
-    }
-    sendServerLog(std::move(report));
-}
-
-void VexaOruClient::deliver(Deliveries deliveries)
-{
-    if (deliveries.empty()) {
-        return;
-    }
-    std::vector<std::string> ended;
-    for (const Delivery& delivery : deliveries) {
+    std::vector<TopicIdentity::Pointer> ended;
+    for (const FedMessage& delivery : deliveries) {
         if (delivery.isTerminating) {
-            ended.push_back(delivery.topic.hash());
+            ended.push_back(delivery.topic);
         }
     }
-    if (state_.delegate != nullptr) {
+    if (!deliveries.empty() && batchDelegate_ != nullptr) {
+        cbq_->async([&platform = platform_, delegate = state_.delegate, feed = batchDelegate_,
+                     deliveries = std::move(deliveries)]() mutable {
+            callGuarded(platform, "VexaFeed::messageFeed", [&] { feed->batchFeed(std::move(deliveries)); });
+        });
+    } else if (!deliveries.empty() && state_.delegate != nullptr) {
         // One item for the batch: the callbacks run in its order, one at a time, as items of their own would.
-        cbq_->async([&platform = platform_, delegate = state_.delegate, prompt = delegateReturnsPromptly_,
-                     deliveries = std::move(deliveries)] {
-            for (const Delivery& delivery : deliveries) {
-                const auto feed = [&] {
-                    delegate->messageFeed(delivery.topic.hash(), delivery.message, delivery.isTerminating);
-                };
-                if (prompt) {
-                    callGuarded(platform, "VexaFeed::messageFeed", feed);
-                } else {
-                    callHost(platform, "VexaFeed::messageFeed", feed);
-                }
+        cbq_->async([&platform = platform_, delegate = state_.delegate, deliveries = std::move(deliveries)] {
+            for (const FedMessage& each : deliveries) {
+                callHost(platform, "VexaFeed::messageFeed",
+                         [&] { delegate->messageFeed(each.topic->hash(), each.message, each.isTerminating); });
             }
         });
     }
-    for (const std::string& hash : ended) {
-        remove(hash);
+    for (const auto& topic : ended) {
+        remove(topic->hash());
     }
 }
 

@@ -24,12 +24,12 @@ std::string VexaOruClient::nextOperation()
     return operationId(++state_.nextOperationId);
 }
 
-void VexaOruClient::addPendingSubscription(std::string hash, std::string_view name, const Parameters& params,
+void VexaOruClient::addPendingSubscription(std::string_view hash, std::string_view name, const Parameters& params,
                                            double updatedAt)
 {
     std::string id = nextOperation();
     std::vector<TopicSubscription> topics;
-    topics.emplace_back(std::string{name}, params, std::move(hash), updatedAt);
+    topics.emplace_back(name, params, hash, updatedAt);
     state_.pendingSubscriptions.emplace(id, std::move(topics));
 
     // An item of its own: the request leaves after the creating call has returned, and never on its thread.
@@ -112,14 +112,10 @@ void VexaOruClient::connectionClosed() {}
 void VexaOruClient::revertSubscriptionsToPending()
 {
     std::vector<TopicSubscription> topics;
-    topics.reserve(state_.currentSubscriptions.size() + state_.pendingSubscriptions.size());
-    for (const auto& [hash, topic] : state_.currentSubscriptions) {
-        topics.push_back(topic);
-    }
+    tables_.takeCurrent(topics);
     for (auto& [id, pending] : state_.pendingSubscriptions) {
         topics.insert(topics.end(), pending.begin(), pending.end());
     }
-    state_.currentSubscriptions.clear();
     state_.pendingSubscriptions.clear();
     state_.pendingSubscriptions.emplace(nextOperation(), std::move(topics));
 }

@@ -17,25 +17,20 @@ constexpr double responseTimeout = 60.0;
 constexpr double shortestReportDelay = 5.0;
 constexpr double longestReportDelay = 300.0;
 
-std::optional<std::string> ownText(std::optional<std::string_view> text)
+/// Why an answered topic is not subscribed; null when it is.
+std::unique_ptr<const SubscriptionResponseReport::Failure> failureOf(const TopicResponse& answer)
 {
-    return text ? std::optional<std::string>{*text} : std::nullopt;
-}
-
-/// What the report says of one answered topic.
-SubscriptionResponseReport::Record recordOf(const TopicSubscription& topic, const TopicResponse& answer)
-{
-    SubscriptionResponseReport::Record record{topic, answer.success, std::nullopt, std::nullopt, std::nullopt};
+    using Failure = SubscriptionResponseReport::Failure;
     if (!answer.success) {
-        record.error = answer.error.value_or("UnknownSubscriptionError");
-        record.errorMessage = answer.errorMessage.value_or("Subscription response 'success' was false");
-    } else if (answer.subscriptionId) {
-        record.subscriptionId = ownText(answer.subscriptionId);
-    } else {
-        record.error = "UnknownSubscriptionError";
-        record.errorMessage = "Subscription response 'success' was true, but missing 'subscriptionId'";
+        return std::make_unique<const Failure>(
+            Failure{std::string{answer.error.value_or("UnknownSubscriptionError")},
+                    std::string{answer.errorMessage.value_or("Subscription response 'success' was false")}});
     }
-    return record;
+    if (!answer.subscriptionId) {
+        return std::make_unique<const Failure>(Failure{
+            "UnknownSubscriptionError", "Subscription response 'success' was true, but missing 'subscriptionId'"});
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -101,27 +96,18 @@ void VexaOruClient::settle(const std::string& operationId, const std::vector<Top
     report.records.reserve(pending.size());
     for (std::size_t i = 0; i < pending.size(); ++i) {
         const TopicResponse answer = topicResponse(topics[i].get_object());
-        if (answer.success && answer.subscriptionId) {
-            confirm(pending[i], *answer.subscriptionId);
-        }
-        report.records.push_back(recordOf(pending[i], answer));
+        const bool isSubscribed = answer.success && answer.subscriptionId;
+        report.records.push_back({pending[i], answer.success,
+                                  isSubscribed ? confirm(pending[i], *answer.subscriptionId) : nullptr,
+                                  failureOf(answer)});
     }
     sendServerLog(std::move(report));
 }
 
-void VexaOruClient::confirm(const TopicSubscription& topic, std::string_view subscriptionId)
+SubscriptionRoutePointer VexaOruClient::confirm(const TopicSubscription& topic, std::string_view subscriptionId)
 {
     platform_.log(joined({"Subscription response: TopicHash: ", topic.hash(), ", SubId: ", subscriptionId}));
-    state_.currentSubscriptions.insert_or_assign(topic.hash(), topic);
-
-    const auto known = state_.subscriptionIdToHash.find(subscriptionId);
-    if (known != state_.subscriptionIdToHash.end()) {
-        known->second.hash = topic.hash();
-        return;
-    }
-    auto id = std::make_shared<const std::string>(subscriptionId);
-    const std::string_view key = *id;
-    state_.subscriptionIdToHash.emplace(key, Route{std::move(id), topic.hash()});
+    return tables_.confirm(topic, subscriptionId);
 }
 
 void VexaOruClient::logTimedOutSubscriptions()
@@ -139,7 +125,8 @@ void VexaOruClient::logTimedOutSubscriptions()
     }
 }
 
-void VexaOruClient::sendServerLog(DiagnosticReport report)
+template <class Report>
+void VexaOruClient::sendServerLog(Report report)
 {
     const double delay = uniformBetween(platform_, shortestReportDelay, longestReportDelay);
     auto receiver = logger();
@@ -148,8 +135,11 @@ void VexaOruClient::sendServerLog(DiagnosticReport report)
     }
     // The item holds no reference to the client: what is scheduled is sent even when the client is gone.
     queue_->asyncAfter(delay, [&platform = platform_, receiver = std::move(receiver), report = std::move(report)] {
-        callHost(platform, "OruClientLogger::serverLog", [&] { receiver->serverLog("vexa", asDictionary(report), 0); });
+        callHost(platform, "OruClientLogger::serverLog",
+                 [&] { receiver->serverLog("vexa", report.asDictionary(), 0); });
     });
 }
+
+template void VexaOruClient::sendServerLog(DeliveryReport report);
 
 } // namespace vexa

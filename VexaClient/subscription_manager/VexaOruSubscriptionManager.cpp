@@ -5,7 +5,6 @@
 
 #include <boost/json/serialize.hpp>
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -18,10 +17,14 @@ std::string rendering(const Parameters& params)
     return params ? optionalDisplay(boost::json::serialize(*params)) : std::string{"nil"};
 }
 
-void callListener(Platform& platform, VexaSubscriptionListener& listener, const Message& message, bool isTerminating)
+std::vector<std::int64_t> idsOf(const SubscriptionListeners& list)
 {
-    callHost(platform, "VexaSubscriptionListener::messageReceived",
-             [&] { listener.messageReceived(message, isTerminating); });
+    std::vector<std::int64_t> ids;
+    ids.reserve(list.listeners.size());
+    for (const ListedListener& each : list.listeners) {
+        ids.push_back(each.listenerId);
+    }
+    return ids;
 }
 
 } // namespace
@@ -64,8 +67,11 @@ std::string VexaOruSubscriptionManager::subscriptionHash(std::string_view name, 
 std::vector<std::int64_t> VexaOruSubscriptionManager::anyListenersFor(std::string_view name, const Parameters& params)
 {
     return queue_->sync([&] {
-        const auto listeners = state_.listenersBySub.find(client_->subscriptionHash(name, params));
-        return listeners != state_.listenersBySub.end() ? listeners->second : std::vector<std::int64_t>{};
+        std::vector<std::int64_t> ids;
+        if (const auto* found = tables_.listenersOf(client_->subscriptionHash(name, params))) {
+            ids = idsOf(*found);
+        }
+        return ids;
     });
 }
 
@@ -83,14 +89,41 @@ void VexaOruSubscriptionManager::removeMessageListener(std::int64_t listenerId)
 
 void VexaOruSubscriptionManager::messageFeed(std::string_view hash, const Message& message, bool isTerminating)
 {
-    queue_->async([self = shared_from_this(), hash = std::string{hash}, message, isTerminating] {
-        self->deliverToListeners(hash, message, isTerminating);
+    queue_->async([self = shared_from_this(), hash = std::string{hash}, message, isTerminating]() mutable {
+        FanOut fanOut;
+        self->deliverToListeners(hash, std::move(message), isTerminating, fanOut);
+        self->call(std::move(fanOut));
+    });
+}
+
+void VexaOruSubscriptionManager::batchFeed(FedBatch batch)
+{
+    // One item for the batch: what each message does follows what the one before it did, as by items of their own.
+    queue_->async([self = shared_from_this(), batch = std::move(batch)]() mutable {
+        FanOut fanOut;
+        for (FedMessage& each : batch) {
+            self->deliverToListeners(each.topic->hash(), std::move(each.message), each.isTerminating, fanOut);
+        }
+        self->call(std::move(fanOut));
     });
 }
 
 VexaOruSubscriptionManager::State VexaOruSubscriptionManager::state()
 {
-    return queue_->sync([&] { return state_; });
+    return queue_->sync([&] {
+        State state;
+        state.nextListenerId = nextListenerId_;
+        tables_.showRecords([&state](std::int64_t listenerId, const SubscriptionListeners& list) {
+            state.listenersById.emplace(listenerId, ListenerRecord{list.hash, listenerId, nullptr});
+        });
+        tables_.showLists([&state](const SubscriptionListeners& list) {
+            state.listenersBySub.emplace(list.hash, idsOf(list));
+            for (const ListedListener& each : list.listeners) {
+                state.listenersById.at(each.listenerId).listener = each.listener;
+            }
+        });
+        return state;
+    });
 }
 
 std::int64_t VexaOruSubscriptionManager::addListener(std::string_view name, const Parameters& params, double updatedAt,
@@ -101,16 +134,15 @@ std::int64_t VexaOruSubscriptionManager::addListener(std::string_view name, cons
         return 0;
     }
     platform_.log(joined({"Creating subscription ", name, " - ", rendering(params)}));
-    std::string hash = client_->createSubscription(name, params, updatedAt);
+    const std::string hash = client_->createSubscription(name, params, updatedAt);
 
-    if (state_.nextListenerId == std::numeric_limits<std::int64_t>::max()) {
+    if (nextListenerId_ == std::numeric_limits<std::int64_t>::max()) {
         fatal("the subscription manager has run out of listener ids");
     }
-    const std::int64_t listenerId = state_.nextListenerId++;
-    std::vector<std::int64_t>& listeners = state_.listenersBySub[hash];
-    platform_.log(listeners.empty() ? "setting listener" : "Adding new listener to existing sub");
-    listeners.push_back(listenerId);
-    state_.listenersById.emplace(listenerId, ListenerRecord{std::move(hash), listenerId, std::move(listener)});
+    const std::int64_t listenerId = nextListenerId_++;
+    SubscriptionListeners& list = tables_.listFor(hash);
+    platform_.log(list.listeners.empty() ? "setting listener" : "Adding new listener to existing sub");
+    tables_.add(list, listenerId, std::move(listener));
     return listenerId;
 }
 
@@ -120,82 +152,67 @@ void VexaOruSubscriptionManager::removeListener(std::int64_t listenerId)
         platform_.log("Cannot remove no-listener");
         return;
     }
-    const auto found = state_.listenersById.find(listenerId);
-    if (found == state_.listenersById.end()) {
+    const auto hash = tables_.hashOf(listenerId);
+    if (!hash) {
         platform_.log(joined({"No subscription registered for ", decimal(listenerId)}));
         return;
     }
-    removeFromSubscription(found->second.hash, listenerId);
-    // Dropped on the callback queue: if this reference is the last, code of the host runs.
-    cbq_->async([&platform = platform_, listener = std::move(found->second.listener)]() mutable {
-        const HostCode scope{platform};
-        listener.reset();
-    });
-    state_.listenersById.erase(found);
+    if (SubscriptionListeners* list = tables_.listenersOf(*hash)) {
+        removeFromList(*list, listenerId);
+    }
+    tables_.deleteRecord(listenerId);
 }
 
-void VexaOruSubscriptionManager::removeFromSubscription(const std::string& hash, std::int64_t listenerId)
+void VexaOruSubscriptionManager::removeFromList(SubscriptionListeners& list, std::int64_t listenerId)
 {
-    const auto subscription = state_.listenersBySub.find(hash);
-    if (subscription == state_.listenersBySub.end()) {
-        return;
-    }
-    std::vector<std::int64_t>& listeners = subscription->second;
-    const auto listed = std::ranges::find(listeners, listenerId);
-    if (listed != listeners.end()) {
+    if (auto listener = ListenerTables::takeOut(list, listenerId)) {
         platform_.log(joined({"removing listener ", decimal(listenerId)}));
-        listeners.erase(listed);
+        // Dropped on the callback queue: if this reference is the last, code of the host runs.
+        cbq_->async([&platform = platform_, listener = std::move(listener)]() mutable {
+            const HostCode scope{platform};
+            listener.reset();
+        });
     }
-    if (!listeners.empty()) {
+    if (!list.listeners.empty()) {
         platform_.log("still had other listeners");
         return;
     }
     platform_.log("removing subscription");
-    client_->removeSubscription(hash);
-    state_.listenersBySub.erase(subscription);
+    client_->removeSubscription(list.hash);
+    tables_.deleteList(list);
 }
 
-void VexaOruSubscriptionManager::deliverToListeners(std::string_view hash, const Message& message, bool isTerminating)
+void VexaOruSubscriptionManager::deliverToListeners(std::string_view hash, Message message, bool isTerminating,
+                                                    FanOut& fanOut)
 {
-    const auto subscription = state_.listenersBySub.find(hash);
-    if (subscription == state_.listenersBySub.end()) {
+    const SubscriptionListeners* const list = tables_.listenersOf(hash);
+    if (list == nullptr) {
         platform_.log(joined({"no listeners registered for ", hash}));
         return;
     }
-    std::vector<std::shared_ptr<VexaSubscriptionListener>> receivers;
-    receivers.reserve(subscription->second.size());
-    const auto visit = [&](std::int64_t listenerId) {
-        const auto found = state_.listenersById.find(listenerId);
-        if (found == state_.listenersById.end()) {
+    fanOut.add(std::move(message), isTerminating);
+    for (const ListedListener& each : list->listeners) {
+        if (each.listener == nullptr) {
             platform_.log("we had listeners registerd but no sub?");
-            return;
+            continue;
         }
-        receivers.push_back(found->second.listener);
-        if (isTerminating) {
-            removeListener(listenerId);
-        }
-    };
+        fanOut.addReceiver(each.listener);
+    }
     if (isTerminating) {
         // The removals change the list.
-        const std::vector<std::int64_t> snapshot = subscription->second;
-        std::ranges::for_each(snapshot, visit);
-    } else {
-        std::ranges::for_each(subscription->second, visit);
+        for (const std::int64_t listenerId : idsOf(*list)) {
+            removeListener(listenerId);
+        }
     }
-    call(std::move(receivers), message, isTerminating);
 }
 
-void VexaOruSubscriptionManager::call(std::vector<std::shared_ptr<VexaSubscriptionListener>> listeners,
-                                      const Message& message, bool isTerminating)
+void VexaOruSubscriptionManager::call(FanOut fanOut)
 {
-    // One item for the message: the listeners are called in their order, one at a time, as by items of their own.
-    cbq_->async([&platform = platform_, listeners = std::move(listeners), message, isTerminating]() mutable {
-        for (auto& listener : listeners) {
-            callListener(platform, *listener, message, isTerminating);
-            const HostCode scope{platform};
-            listener.reset();
-        }
-    });
+    if (fanOut.isEmpty()) {
+        return;
+    }
+    // One item for all: the listeners are called in their order, one at a time, as by items of their own.
+    cbq_->async([&platform = platform_, fanOut = std::move(fanOut)]() mutable { fanOut.callListeners(platform); });
 }
 
 } // namespace vexa

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <VexaClient/platform/Platform.hpp>
-#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/platform/TextTable.hpp>
 #include <VexaClient/protocols/VexaClient.hpp>
-#include <VexaClient/protocols/VexaFeed.hpp>
 #include <VexaClient/protocols/VexaSubscriptionManager.hpp>
+#include <VexaClient/subscription_client/BatchFeed.hpp>
+#include <VexaClient/subscription_manager/FanOut.hpp>
+#include <VexaClient/subscription_manager/ListenerTables.hpp>
 #include <VexaClient/transport/Kivora.hpp>
 
 #include <cstdint>
@@ -21,8 +22,7 @@ namespace vexa {
 ///
 /// Its state belongs to the queue "vexasubiq"; listeners are called on the queue "vexacbq".
 class VexaOruSubscriptionManager final : public VexaSubscriptionManager,
-                                         public VexaFeed,
-                                         public ReturnsPromptly,
+                                         public BatchFeed,
                                          public std::enable_shared_from_this<VexaOruSubscriptionManager> {
     struct Private {};
 
@@ -63,8 +63,9 @@ public:
                                     std::shared_ptr<VexaSubscriptionListener> listener) override;
     void removeMessageListener(std::int64_t listenerId) override;
 
-    // VexaFeed
+    // BatchFeed
     void messageFeed(std::string_view hash, const Message& message, bool isTerminating) override;
+    void batchFeed(FedBatch batch) override;
 
     /// A copy of the state as it is between two items of the state queue, for tests and diagnosis. Blocks until taken;
     /// never call it from the state queue.
@@ -81,16 +82,18 @@ private:
     std::int64_t addListener(std::string_view name, const Parameters& params, double updatedAt,
                              std::shared_ptr<VexaSubscriptionListener> listener);
     void removeListener(std::int64_t listenerId);
-    void removeFromSubscription(const std::string& hash, std::int64_t listenerId);
-    void deliverToListeners(std::string_view hash, const Message& message, bool isTerminating);
-    void call(std::vector<std::shared_ptr<VexaSubscriptionListener>> listeners, const Message& message,
-              bool isTerminating);
+    void removeFromList(SubscriptionListeners& list, std::int64_t listenerId);
+
+    /// Adds to `fanOut` the calls that bring a message to its listeners.
+    void deliverToListeners(std::string_view hash, Message message, bool isTerminating, FanOut& fanOut);
+    void call(FanOut fanOut);
 
     Platform& platform_;
     SerialQueueHandle queue_;
     SerialQueueHandle cbq_;
     std::shared_ptr<VexaClient> client_;
-    State state_;
+    ListenerTables tables_;
+    std::int64_t nextListenerId_ = 1;
 };
 
 } // namespace vexa

@@ -186,8 +186,10 @@ void EmbeddedTransport::passToClient(std::uint64_t connection, Dictionary messag
     if (carried == nullptr) {
         return;
     }
-    for (const auto& listener : listeners_.listenersOf(stringAt(*carried, "category").value_or(""))) {
-        callHost(platform_, "a message listener", [&] { listener->handleMessage(carried); });
+    if (const auto listeners = listeners_.listenersOf(stringAt(*carried, "category").value_or(""))) {
+        for (const auto& each : *listeners) {
+            each.deliver(carried, platform_);
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 #include <host/embedded/TransportListeners.hpp>
+#include <VexaClient/platform/ReturnsPromptly.hpp>
 
+#include <string>
 #include <utility>
 
 namespace vexa::host {
@@ -27,21 +29,32 @@ std::int64_t TransportListeners::addConnectionListener(std::shared_ptr<OruClient
 std::int64_t TransportListeners::addCategoryListener(std::string_view category,
                                                      std::shared_ptr<OruClientMessageListener> listener)
 {
+    const bool returnsPromptly = dynamic_cast<const ReturnsPromptly*>(listener.get()) != nullptr;
     const std::lock_guard lock{mutex_};
-    categoryListeners_.push_back({std::string{category}, std::move(listener)});
+    auto& listeners = categoryListeners_[std::string{category}];
+    auto more =
+        listeners != nullptr ? std::make_shared<MessageListeners>(*listeners) : std::make_shared<MessageListeners>();
+    more->push_back({std::move(listener), returnsPromptly});
+    listeners = std::move(more);
     return ++lastId_;
 }
 
-TransportListeners::MessageListeners TransportListeners::listenersOf(std::string_view category) const
+std::shared_ptr<const TransportListeners::MessageListeners>
+TransportListeners::listenersOf(std::string_view category) const
 {
-    MessageListeners listeners;
     const std::lock_guard lock{mutex_};
-    for (const CategoryListener& each : categoryListeners_) {
-        if (each.category == category) {
-            listeners.push_back(each.listener);
-        }
+    const auto found = categoryListeners_.find(category);
+    return found != categoryListeners_.end() ? found->second : nullptr;
+}
+
+void TransportListeners::MessageListener::deliver(const Message& message, Platform& platform) const
+{
+    const auto call = [&] { listener->handleMessage(message); };
+    if (returnsPromptly) {
+        callGuarded(platform, "a message listener", call);
+    } else {
+        callHost(platform, "a message listener", call);
     }
-    return listeners;
 }
 
 } // namespace vexa::host

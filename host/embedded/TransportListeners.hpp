@@ -1,12 +1,14 @@
 #pragma once
 
+#include <VexaClient/platform/Json.hpp>
+#include <VexaClient/platform/Platform.hpp>
+#include <VexaClient/platform/TextTable.hpp>
 #include <VexaClient/transport/OruClientConnectionListener.hpp>
 #include <VexaClient/transport/OruClientMessageListener.hpp>
 
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +21,16 @@ namespace vexa::host {
 class TransportListeners {
 public:
     using ConnectionListeners = std::vector<std::shared_ptr<OruClientConnectionListener>>;
-    using MessageListeners = std::vector<std::shared_ptr<OruClientMessageListener>>;
+
+    /// One who listens to a category.
+    struct MessageListener {
+        std::shared_ptr<OruClientMessageListener> listener;
+        bool returnsPromptly; ///< it is marked with ReturnsPromptly
+
+        /// Calls the listener as code of the host, unless it returns promptly. What it throws is logged.
+        void deliver(const Message& message, Platform& platform) const;
+    };
+    using MessageListeners = std::vector<MessageListener>;
 
     [[nodiscard]] bool isOpen() const;
 
@@ -30,20 +41,15 @@ public:
     std::int64_t addConnectionListener(std::shared_ptr<OruClientConnectionListener> listener);
     std::int64_t addCategoryListener(std::string_view category, std::shared_ptr<OruClientMessageListener> listener);
 
-    /// Those who listen to a category, in the order of their registration.
-    [[nodiscard]] MessageListeners listenersOf(std::string_view category) const;
+    /// Those who listen to a category now, in the order of their registration; null for nobody.
+    [[nodiscard]] std::shared_ptr<const MessageListeners> listenersOf(std::string_view category) const;
 
 private:
-    struct CategoryListener {
-        std::string category;
-        std::shared_ptr<OruClientMessageListener> listener;
-    };
-
     mutable std::mutex mutex_;
     bool isOpen_ = false;
     std::int64_t lastId_ = 0;
     ConnectionListeners connectionListeners_;
-    std::vector<CategoryListener> categoryListeners_;
+    TextTable<std::shared_ptr<const MessageListeners>> categoryListeners_; ///< each list is replaced, never changed
 };
 
 } // namespace vexa::host

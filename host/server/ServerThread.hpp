@@ -98,7 +98,7 @@ private:
     const std::shared_ptr<ServerShared> shared_;
     boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_{context_.get_executor()};
-    DrainLoop drainLoop_{context_};
+    DrainLoop drainLoop_{context_, shared_->platform()};
     MessageReader reader_;
     std::unique_ptr<SharedReadStream<ServerSocket>::SharedMemory> readMemory_;
     const std::shared_ptr<ThreadDoor> door_;

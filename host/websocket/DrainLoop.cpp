@@ -38,6 +38,7 @@ void DrainLoop::run(WorkItemPointer first)
         DrainLoop& loop;
     };
     const Running running{*this};
+    const Burst burst{platform_};
     for (WorkItemPointer item = std::move(first); item != nullptr; item = takeFirst()) {
         item.release()->run();
     }

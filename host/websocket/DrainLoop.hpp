@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VexaClient/platform/Platform.hpp>
 #include <VexaClient/platform/WorkItem.hpp>
 
 #include <boost/asio/execution/blocking.hpp>
@@ -21,7 +22,8 @@ class DrainLoop {
 public:
     class Executor;
 
-    explicit DrainLoop(boost::asio::io_context& context) noexcept : context_{context} {}
+    /// \param platform  what the handlers hand over to its queues, they hand over in one burst.
+    DrainLoop(boost::asio::io_context& context, Platform& platform) noexcept : context_{context}, platform_{platform} {}
     ~DrainLoop();
     DrainLoop(const DrainLoop&) = delete;
     DrainLoop& operator=(const DrainLoop&) = delete;
@@ -41,6 +43,7 @@ private:
     void schedule();
 
     boost::asio::io_context& context_;
+    Platform& platform_;
     WorkItem* first_ = nullptr;
     WorkItem* last_ = nullptr;
     bool isRunning_ = false;

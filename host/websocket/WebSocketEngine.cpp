@@ -38,6 +38,7 @@ WebSocketEngine::WebSocketEngine(OruWebSocketClientOptions options, Platform& pl
     : options_{std::move(options)},
       address_{webSocketAddress(options_.url)},
       platform_{platform},
+      reactor_{std::make_unique<Reactor>(platform)},
       outgoing_{options_.outgoing},
       unsendableLine_{secondsBetweenLines},
       bearerToken_{options_.bearerToken},
@@ -358,15 +359,16 @@ void WebSocketEngine::received(std::string_view text)
 void WebSocketEngine::deliver(const Message& message)
 {
     const auto category = stringAt(*message, "category");
-    const auto listeners = category ? listeners_.listenersOf(*category) : TransportListeners::MessageListeners{};
-    if (listeners.empty()) {
+    const auto listeners = category ? listeners_.listenersOf(*category) : nullptr;
+    if (listeners == nullptr) {
         increase(counters_.unrouted);
+        return;
     }
-    for (const auto& listener : listeners) {
+    for (const auto& each : *listeners) {
         if (isStopping_) {
             return;
         }
-        callHost(platform_, "a message listener", [&] { listener->handleMessage(message); });
+        each.deliver(message, platform_);
     }
 }
 

@@ -101,15 +101,17 @@ private:
 
     /// What drives the engine's thread.
     struct Reactor {
+        explicit Reactor(Platform& platform) : drainLoop{context, platform} {}
+
         boost::asio::io_context context{1};
         boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work{context.get_executor()};
-        DrainLoop drainLoop{context};
+        DrainLoop drainLoop;
         boost::asio::steady_timer retryTimer{context};
         boost::asio::steady_timer stopTimer{context};
     };
 
     mutable std::mutex mutex_;
-    std::unique_ptr<Reactor> reactor_ = std::make_unique<Reactor>(); ///< null once the engine has stopped
+    std::unique_ptr<Reactor> reactor_; ///< null once the engine has stopped
     OutgoingQueue outgoing_;
     bool isWriteRequested_ = false;
     std::uint64_t unsendable_ = 0;

@@ -31,6 +31,15 @@ void ManagerModel::feed(std::string hash, Message message, bool isTerminating)
     });
 }
 
+void ManagerModel::feedTogether(std::vector<FedEntry> entries)
+{
+    queue.async([this, entries = std::move(entries)] {
+        for (const FedEntry& each : entries) {
+            fanOut(each.hash, each.message, each.isTerminating);
+        }
+    });
+}
+
 void ManagerModel::ask(std::string hash, std::shared_ptr<std::vector<std::int64_t>> ids)
 {
     queue.sync([this, hash = std::move(hash), ids = std::move(ids)] {

@@ -23,6 +23,13 @@ struct Receiver {
     bool isStream = false;
 };
 
+/// A message as the client feeds it.
+struct FedEntry {
+    std::string hash;
+    Message message;
+    bool isTerminating;
+};
+
 /// A call of a listener that waits on the manager's callback queue.
 struct ListenerTask {
     Receiver receiver;
@@ -52,6 +59,9 @@ public:
              std::function<void(std::int64_t id)> added);
     void remove(std::int64_t id);
     void feed(std::string hash, Message message, bool isTerminating);
+
+    /// Messages that came to the client together: they are fanned out together, in their order.
+    void feedTogether(std::vector<FedEntry> entries);
     void ask(std::string hash, std::shared_ptr<std::vector<std::int64_t>> ids);
 
     /// Someone waits until the queue has come this far.

@@ -159,6 +159,7 @@ void Model::runItem()
 
 void Model::runFeedTasks()
 {
+    std::vector<FedEntry> fedToManager;
     while (!replay_.nextIs(Happening::itemEnds)) {
         const Observation& call = replay_.take(Happening::feed);
         if (client_.feedTasks.empty()) {
@@ -175,9 +176,12 @@ void Model::runFeedTasks()
             count_(Rule::feedEarlier);
         }
         if (task.feed == managerFeed) {
-            manager_.feed(task.hash, task.message, task.isTerminating);
+            fedToManager.push_back({task.hash, task.message, task.isTerminating});
         }
         host_.callbackReturns("VexaFeed::messageFeed", Rule::feedThrew);
+    }
+    if (!fedToManager.empty()) {
+        manager_.feedTogether(std::move(fedToManager));
     }
 }
 

@@ -134,8 +134,8 @@ inline Value ClientUnderTest::tables() const
         current[hash] = each.asDictionary();
     }
     Dictionary routes;
-    for (const auto& [id, route] : state.subscriptionIdToHash) {
-        routes[boost::json::string_view{id.data(), id.size()}] = route.hash;
+    for (const auto& [id, hash] : state.subscriptionIdToHash) {
+        routes[id] = hash;
     }
     Dictionary changes;
     changes["messageListenerId"] = optionalId(state.messageListenerId);

@@ -171,8 +171,8 @@ struct Conversation {
             current.emplace(hash, topic.asDictionary());
         }
         Dictionary routes;
-        for (const auto& [id, route] : state.subscriptionIdToHash) {
-            routes.emplace(id, route.hash);
+        for (const auto& [id, hash] : state.subscriptionIdToHash) {
+            routes.emplace(id, hash);
         }
         return {{"pending", std::move(pending)},
                 {"current", std::move(current)},

@@ -1,6 +1,6 @@
 #include "Conversation.hpp"
 #include "QueueWatch.hpp"
-#include <VexaClient/platform/ReturnsPromptly.hpp>
+#include <VexaClient/subscription_client/BatchFeed.hpp>
 
 #include <stdexcept>
 
@@ -12,14 +12,16 @@ Dictionary numbered(std::string_view subscriptionId, int number)
     return entry(subscriptionId, {{"number", number}});
 }
 
-/// A feed that only passes work on, and tells whether it was called as code of the host.
-class PromptFeed final : public VexaFeed, public ReturnsPromptly {
+/// A feed that takes batches, and tells whether it was called as code of the host.
+class PromptFeed final : public BatchFeed {
 public:
     explicit PromptFeed(const VirtualPlatform& platform) noexcept : platform_{platform} {}
 
-    void messageFeed(std::string_view, const Message&, bool) override
+    void messageFeed(std::string_view, const Message&, bool) override { FAIL() << "a batch was expected"; }
+
+    void batchFeed(FedBatch batch) override
     {
-        isHostCode.push_back(platform_.isInHostCode());
+        isHostCode.insert(isHostCode.end(), batch.size(), platform_.isInHostCode());
         throw std::runtime_error{"the prompt feed is full"};
     }
 
@@ -124,8 +126,9 @@ TEST(FeedOrder, MakesNoRoomForAFeedThatReturnsPromptlyYetWithstandsItsFaults)
     c.startAfresh();
 
     c.service.data({entry("s-1"), entry("s-1")});
+    c.service.data({entry("s-1")});
 
-    EXPECT_EQ(prompt->isHostCode, (std::vector<bool>{false, false}));
+    EXPECT_EQ(prompt->isHostCode, (std::vector<bool>{false, false, false}));
     EXPECT_EQ(c.log(), Lines(2, "VEXA: VexaFeed::messageFeed threw: the prompt feed is full"));
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "tests/simulation/Recorder.hpp"
-#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/protocols/VexaClient.hpp>
 #include <VexaClient/protocols/VexaFeed.hpp>
+#include <VexaClient/subscription_client/BatchFeed.hpp>
 
 #include <cstdint>
 #include <memory>
@@ -13,13 +13,28 @@
 namespace vexa::simulation {
 
 /// A feed that passes all on to another one, which returns promptly, and writes it down.
-class ObservedFeed final : public VexaFeed, public ReturnsPromptly {
+class ObservedFeed final : public BatchFeed {
 public:
-    ObservedFeed(Recorder& recorder, std::int64_t number, std::shared_ptr<VexaFeed> inner) noexcept
+    ObservedFeed(Recorder& recorder, std::int64_t number, std::shared_ptr<BatchFeed> inner) noexcept
         : recorder_{recorder}, number_{number}, inner_{std::move(inner)}
     {}
 
     void messageFeed(std::string_view hash, const Message& message, bool isTerminating) override
+    {
+        record(hash, message, isTerminating);
+        inner_->messageFeed(hash, message, isTerminating);
+    }
+
+    void batchFeed(FedBatch batch) override
+    {
+        for (const FedMessage& each : batch) {
+            record(each.topic->hash(), each.message, each.isTerminating);
+        }
+        inner_->batchFeed(std::move(batch));
+    }
+
+private:
+    void record(std::string_view hash, const Message& message, bool isTerminating)
     {
         Observation call;
         call.what = Happening::feed;
@@ -27,16 +42,12 @@ public:
         call.text = hash;
         call.message = message;
         call.flag = isTerminating;
-        recorder_.hostCall(std::move(call), [&] {
-            inner_->messageFeed(hash, message, isTerminating);
-            return 0;
-        });
+        recorder_.hostCall(std::move(call), [] { return 0; });
     }
 
-private:
     Recorder& recorder_;
     const std::int64_t number_;
-    const std::shared_ptr<VexaFeed> inner_;
+    const std::shared_ptr<BatchFeed> inner_;
 };
 
 /// The client as its manager sees it: it passes all on to the real one, and writes it down.
@@ -82,7 +93,8 @@ public:
         call.what = Happening::managerSetsFeed;
         call.source = feedNumber_;
         recorder_.add(std::move(call));
-        const auto observed = std::make_shared<ObservedFeed>(recorder_, feedNumber_, std::move(delegate));
+        const auto observed =
+            std::make_shared<ObservedFeed>(recorder_, feedNumber_, std::dynamic_pointer_cast<BatchFeed>(delegate));
         feed_ = observed;
         inner_->setMessageFeedDelegate(observed);
     }

@@ -11,7 +11,7 @@ namespace {
 
 model::SeenTopic seen(const TopicSubscription& topic)
 {
-    return {topic.asDictionary(), topic.hash(), topic.updatedAt};
+    return {topic.asDictionary(), std::string{topic.hash()}, topic.updatedAt};
 }
 
 std::vector<std::string> sorted(const TextSet& texts)
@@ -37,8 +37,8 @@ model::ClientTables tablesOf(const VexaOruClient::State& state)
         tables.currentSubscriptions.emplace(hash, seen(topic));
     }
     tables.removedSubscriptions = sorted(state.removedSubscriptions);
-    for (const auto& [id, route] : state.subscriptionIdToHash) {
-        tables.subscriptionIdToHash.emplace(id, route.hash);
+    for (const auto& [id, hash] : state.subscriptionIdToHash) {
+        tables.subscriptionIdToHash.emplace(id, hash);
     }
     tables.pendingSubTime = state.pendingSubTime;
     tables.loggedOperationIds = sorted(state.loggedOperationIds);

@@ -1,4 +1,5 @@
 #include <host/websocket/DrainLoop.hpp>
+#include <VexaClient/platform/SystemPlatform.hpp>
 
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace vexa::host {
@@ -31,7 +33,7 @@ protected:
     }
 
     boost::asio::io_context context{1};
-    std::optional<DrainLoop> loop{context};
+    std::optional<DrainLoop> loop{std::in_place, context, SystemPlatform::shared()};
     std::vector<int> steps;
 };
 

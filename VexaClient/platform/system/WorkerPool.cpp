@@ -38,6 +38,7 @@ struct WorkerPool::Worker {
 };
 
 constinit thread_local WorkerPool::Worker* WorkerPool::current_ = nullptr;
+constinit thread_local std::optional<WorkerPool::Worker> WorkerPool::burst_;
 
 WorkerPool::WorkerPool(std::size_t workers, Platform& platform, DelayedWork& delayed)
     : platform_{platform}, delayed_{delayed}
@@ -148,6 +149,24 @@ void WorkerPool::leaveHostCode() noexcept
 {
     if (Worker* const self = worker()) {
         --self->hostCodeDepth;
+    }
+}
+
+bool WorkerPool::beginBurst() noexcept
+{
+    if (current_ != nullptr) {
+        return false;
+    }
+    burst_.emplace(*this);
+    return true;
+}
+
+void WorkerPool::endBurst() noexcept
+{
+    auto ready = std::move(burst_->next);
+    burst_.reset();
+    if (ready != nullptr) {
+        scheduleLast(std::move(ready));
     }
 }
 

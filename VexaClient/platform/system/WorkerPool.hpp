@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace vexa {
@@ -41,6 +42,11 @@ public:
     void enterHostCode() noexcept;
     void leaveHostCode() noexcept;
 
+    /// On a thread that is none of the pool: the first queue that the thread makes ready waits for the end of the
+    /// burst. Returns whether there is something to end.
+    bool beginBurst() noexcept;
+    void endBurst() noexcept;
+
     /// Ends the threads, once each has returned from the item that it runs.
     void stop();
 
@@ -69,6 +75,7 @@ private:
     void lookAgain(std::uint64_t startedBefore);
 
     static constinit thread_local Worker* current_;
+    static constinit thread_local std::optional<Worker> burst_;
 
     Platform& platform_;
     DelayedWork& delayed_;
