@@ -4,6 +4,7 @@
 #include <tests/server/Certificates.hpp>
 #include <tests/server/ServerUnderTest.hpp>
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -151,6 +152,7 @@ TEST_P(NodeClientTest, LeavesNothingBehindWhenItGoesAbruptly)
 
 TEST_P(NodeClientTest, IsClosedWith1009AfterAMessageThatIsTooLarge)
 {
+    options.limits.messageBytes = std::size_t{1024} * 1024;
     serve();
     NodeClient node = client("oversized");
     EXPECT_EQ(node.await("closed").at("code"), 1009);
