@@ -9,7 +9,12 @@ void Platform::log(std::string_view text) noexcept
 {
     const HostCode scope{*this};
     try {
-        writeLogLine(joined({"VEXA: ", escapeControlCharacters(text)}));
+        constexpr std::string_view beginning = "VEXA: ";
+        std::string line;
+        line.reserve(beginning.size() + text.size());
+        line += beginning;
+        appendWithEscapes(line, text);
+        writeLogLine(line);
     } catch (...) { // NOLINT(bugprone-empty-catch): there is nowhere left to write to
     }
 }

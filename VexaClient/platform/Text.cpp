@@ -118,24 +118,34 @@ std::string optionalDisplay(std::string_view text)
     return joined({"Optional(", text, ")"});
 }
 
-std::string escapeControlCharacters(std::string_view text)
+void appendWithEscapes(std::string& out, std::string_view text)
 {
-    std::string out;
-    out.reserve(text.size());
+    // What needs no escape, which is nearly everything, is appended in one piece.
+    std::size_t begin = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         if (byte < 0x20 || byte == 0x7F) {
+            out += text.substr(begin, i - begin);
             appendEscape(out, byte);
+            begin = i + 1;
             continue;
         }
         const auto following = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0U;
         if (byte == 0xC2 && following >= 0x80 && following <= 0x9F) {
+            out += text.substr(begin, i - begin);
             appendEscape(out, static_cast<unsigned char>(following));
+            begin = i + 2;
             ++i;
-            continue;
         }
-        out += text[i];
     }
+    out += text.substr(begin);
+}
+
+std::string escapeControlCharacters(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    appendWithEscapes(out, text);
     return out;
 }
 

@@ -30,4 +30,7 @@ namespace vexa {
 /// drive a terminal. Bytes that are not UTF-8 stay as they are.
 [[nodiscard]] std::string escapeControlCharacters(std::string_view text);
 
+/// Appends to `out` what escapeControlCharacters() makes of `text`.
+void appendWithEscapes(std::string& out, std::string_view text);
+
 } // namespace vexa
