@@ -67,6 +67,7 @@ private:
 
     class TopicReceiver;
 
+    // Subscriptions: ClientConnectionSubscriptions.cpp
     void subscribe(const Dictionary& message);
 
     /// The newest time that a request names for each of its topics; 0 for none.
@@ -75,23 +76,27 @@ private:
 
     /// Whether the client may have thrown away what was sent of a topic that it requests in another operation.
     [[nodiscard]] bool mayHaveMissedData(const std::string& operationId, const NewestTimes& newest) const;
+
     /// Why a topic cannot be served, if it cannot.
     [[nodiscard]] std::optional<ServiceError> refusalOf(const TopicKey& topic) const;
     void subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
                      std::size_t position);
-    void publish(const Dictionary& message);
-    void publicationAnswered();
-    void keepServerLogRecord(const Dictionary& message);
-
     void subscribed(const std::shared_ptr<Subscription>& subscription);
     void refused(const TopicKey& topic, const std::shared_ptr<Subscription>& subscription, const ServiceError& reason);
     void received(Subscription& subscription, std::vector<Delivery> deliveries);
 
+    // Publications: ClientConnectionPublications.cpp
+    void publish(const Dictionary& message);
+    void publicationAnswered();
+
+    // Delivery: ClientConnectionDelivery.cpp
     void sendWhenSettled(const Answer& answer);
     void deliver(Subscription& subscription, std::vector<Delivery> deliveries);
     void noteNewMessages(TopicLedger::Account& account, const std::vector<Delivery>& deliveries);
     void sendAsDictionary(const Subscription& subscription, std::span<const Delivery> deliveries);
     void sendAsTexts(const Subscription& subscription, std::span<const Delivery> deliveries);
+
+    void keepServerLogRecord(const Dictionary& message);
     void send(Dictionary message);
     void closeByService(ServiceError reason);
 
