@@ -39,9 +39,13 @@ private:
     Value value_{nullptr};
 };
 
-/// A transport whose service confirms each subscribe request at once, topic by topic, with the ids s-0, s-1, …
+/// A transport whose service confirms each subscribe request at once, topic by topic, with the ids s-0, s-1, … It is
+/// open at first.
 class BenchTransport final : public OruClient {
 public:
+    /// \param idDigits  how many digits the subscription ids have at least.
+    explicit BenchTransport(std::size_t idDigits = 1) : idDigits_{idDigits} {}
+
     class Logger final : public OruClientLogger {
     public:
         void consoleLog(std::string_view) override {}
@@ -52,9 +56,14 @@ public:
 
     [[nodiscard]] std::shared_ptr<OruClientLogger> logger() override { return logger_; }
     [[nodiscard]] bool isVisible() override { return true; }
-    [[nodiscard]] bool isOpen() override { return true; }
+    [[nodiscard]] bool isOpen() override { return isOpen_; }
 
-    std::int64_t addConnectionListener(std::shared_ptr<OruClientConnectionListener>) override { return 1; }
+    std::int64_t addConnectionListener(std::shared_ptr<OruClientConnectionListener> listener) override
+    {
+        const std::lock_guard lock{mutex_};
+        connectionListener_ = std::move(listener);
+        return 1;
+    }
 
     std::int64_t addCategoryListener(std::string_view, std::shared_ptr<OruClientMessageListener> listener) override
     {
@@ -66,9 +75,12 @@ public:
     void send(Dictionary request) override
     {
         const Dictionary& payload = request.at("payload").as_object();
+        const std::uint64_t count = payload.at("topics").as_array().size();
+        const std::uint64_t first = named_.fetch_add(count);
         List answers;
-        for (std::size_t i = 0; i < payload.at("topics").as_array().size(); ++i) {
-            const std::string id = "s-" + std::to_string(confirmed_.fetch_add(1));
+        for (std::uint64_t i = first; i < first + count; ++i) {
+            std::string id = std::to_string(i);
+            id.insert(0, id.size() < idDigits_ ? idDigits_ - id.size() : 0, '0').insert(0, "s-");
             answers.emplace_back(Dictionary{{"success", true}, {"subscriptionId", id}});
         }
         Dictionary response{{"category", "vexa"},
@@ -76,16 +88,34 @@ public:
                             {"operationId", payload.at("operationId")},
                             {"topics", std::move(answers)}};
         deliver(std::make_shared<const Dictionary>(std::move(response)));
+        // Behind the answer, so that whoever has seen it can send data.
+        confirmed_.fetch_add(count);
     }
 
     void deliver(Message message) { listener_->handleMessage(std::move(message)); }
 
+    void close() { isOpen_ = false; }
+
+    void open()
+    {
+        isOpen_ = true;
+        connectionListener_->connectionOpened();
+    }
+
+    /// How many diagnostic reports have come.
+    [[nodiscard]] std::uint64_t reports() const { return logger_->reports.load(); }
+
+    /// How many topics have been confirmed.
     [[nodiscard]] std::uint64_t confirmed() const { return confirmed_.load(); }
 
 private:
+    const std::size_t idDigits_;
     std::shared_ptr<Logger> logger_ = std::make_shared<Logger>();
     std::mutex mutex_;
     std::shared_ptr<OruClientMessageListener> listener_;
+    std::shared_ptr<OruClientConnectionListener> connectionListener_;
+    std::atomic<bool> isOpen_{true};
+    std::atomic<std::uint64_t> named_{0};
     std::atomic<std::uint64_t> confirmed_{0};
 };
 

@@ -1,5 +1,6 @@
 // The serial queue, and beside it strands of Boost.Asio doing the same.
 
+#include "HeldBytes.hpp"
 #include <VexaClient/platform/SystemPlatform.hpp>
 
 #include <boost/asio/defer.hpp>
@@ -123,10 +124,13 @@ void delayedItem(benchmark::State& state)
     const auto queue = SystemPlatform::shared().makeQueue("delayed", QueueWork::prompt);
     const auto payload = std::make_shared<const int>(1);
     double delay = 5.0;
+    const std::int64_t before = heldBytes();
     for (auto _ : state) {
         delay = delay < 300.0 ? delay + 0.001 : 5.0;
         queue->asyncAfter(delay, [payload] { benchmark::DoNotOptimize(payload.get()); });
     }
+    state.counters["bytesPerItem"] =
+        static_cast<double>(heldBytes() - before) / static_cast<double>(state.iterations());
 }
 
 BENCHMARK(loadedHop<QueueChain>)->UseRealTime()->MeasureProcessCPUTime();

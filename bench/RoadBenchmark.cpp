@@ -2,6 +2,7 @@
 // message is parsed from its text as a transport would; what parsing alone costs stands beside it.
 
 #include "BenchTransport.hpp"
+#include "DataText.hpp"
 #include "LogFile.hpp"
 #include <VexaClient/platform/SystemPlatform.hpp>
 #include <VexaClient/subscription_manager/VexaOruSubscriptionManager.hpp>
@@ -12,6 +13,7 @@
 
 #include <semaphore>
 #include <thread>
+#include <vector>
 
 namespace vexa::bench {
 
@@ -19,19 +21,6 @@ namespace {
 
 /// How many messages may be on the road at once.
 constexpr std::ptrdiff_t window = 4096;
-
-/// A data message of `count` entries of about 200 bytes each, all of the subscription s-0.
-std::string batchText(std::int64_t count)
-{
-    std::string text = R"({"category":"vexa","type":"data","sentAt":1700000000.25,"messages":[)";
-    for (std::int64_t i = 0; i < count; ++i) {
-        text += i > 0 ? "," : "";
-        text += R"({"subscriptionId":"s-0","payload":{"updatedAt":)" + std::to_string(1700000000 + i) +
-                R"(,"player":"a-name-of-some-length","score":123456,"position":[12.5,88.25,3.0],)"
-                R"("inventory":{"gold":12,"wood":7},"text":"a line of chat as people write it"}})";
-    }
-    return text + "]}";
-}
 
 /// Counts what reaches it and makes room on the road.
 class CountingListener final : public VexaSubscriptionListener {
@@ -48,6 +37,25 @@ public:
 
 private:
     std::counting_semaphore<>& room_;
+};
+
+/// Tells when as many messages have reached it as were announced.
+class AwaitingListener final : public VexaSubscriptionListener {
+public:
+    void messageReceived(const Message&, bool) override
+    {
+        if (++received_ == due_.load(std::memory_order_relaxed)) {
+            hasAll_.release();
+        }
+    }
+
+    void announce(std::uint64_t count) { due_ += count; }
+    void awaitAll() { hasAll_.acquire(); }
+
+private:
+    std::uint64_t received_ = 0; ///< on the queue of the callbacks
+    std::atomic<std::uint64_t> due_{0};
+    std::binary_semaphore hasAll_{0};
 };
 
 /// The library on the real engine, over a transport that confirms everything.
@@ -91,7 +99,7 @@ void send(Road& road, const std::string& text, std::int64_t messages)
 
 void parseAlone(benchmark::State& state)
 {
-    const std::string text = batchText(state.range(0));
+    const std::string text = DataText{static_cast<std::size_t>(state.range(0))}.next();
     for (auto _ : state) {
         benchmark::DoNotOptimize(Frame::parse(text));
     }
@@ -104,11 +112,11 @@ void transportToListener(benchmark::State& state)
     const auto listener = std::make_shared<CountingListener>(road.room);
     road.manager->addMessageListener("scores", std::nullopt, 0, listener);
     road.waitUntilConfirmed();
-    const std::string text = batchText(state.range(0));
+    DataText text{static_cast<std::size_t>(state.range(0))};
 
     std::uint64_t sent = 0;
     for (auto _ : state) {
-        send(road, text, state.range(0));
+        send(road, text.next(), state.range(0));
         sent += static_cast<std::uint64_t>(state.range(0));
     }
     while (listener->received.load() < sent) {
@@ -117,12 +125,41 @@ void transportToListener(benchmark::State& state)
     countMessages(state);
 }
 
+/// What the library adds: the same, but parsed before the clock runs, each message anew.
+void parsedToListener(benchmark::State& state)
+{
+    constexpr std::int64_t messagesAtATime = 2048;
+    Road& road = makeRoad();
+    const auto listener = std::make_shared<AwaitingListener>();
+    road.manager->addMessageListener("scores", std::nullopt, 0, listener);
+    road.waitUntilConfirmed();
+    DataText text{static_cast<std::size_t>(state.range(0))};
+    const std::int64_t framesAtATime = messagesAtATime / state.range(0);
+    std::vector<Message> frames;
+
+    for (auto _ : state) {
+        state.PauseTiming();
+        for (std::int64_t i = 0; i < framesAtATime; ++i) {
+            frames.push_back(Frame::parse(text.next()));
+        }
+        listener->announce(static_cast<std::uint64_t>(framesAtATime * state.range(0)));
+        state.ResumeTiming();
+        for (Message& frame : frames) {
+            road.transport->deliver(std::move(frame));
+        }
+        frames.clear();
+        listener->awaitAll();
+    }
+    state.SetItemsProcessed(state.iterations() * framesAtATime * state.range(0));
+    state.SetLabel("items are messages");
+}
+
 void transportToStream(benchmark::State& state)
 {
     Road& road = makeRoad();
     auto stream = VexaSubscriptionStream::createStream("scores", std::nullopt, std::nullopt, road.manager);
     road.waitUntilConfirmed();
-    const std::string text = batchText(state.range(0));
+    DataText text{static_cast<std::size_t>(state.range(0))};
     std::atomic<std::uint64_t> received{0};
     std::thread consumer{[&] {
         for (const auto& element : stream) {
@@ -134,7 +171,7 @@ void transportToStream(benchmark::State& state)
 
     std::uint64_t sent = 0;
     for (auto _ : state) {
-        send(road, text, state.range(0));
+        send(road, text.next(), state.range(0));
         sent += static_cast<std::uint64_t>(state.range(0));
     }
     while (received.load() < sent) {
@@ -151,6 +188,7 @@ void configure(benchmark::internal::Benchmark* benchmark)
 }
 
 BENCHMARK(parseAlone)->Apply(configure);
+BENCHMARK(parsedToListener)->Apply(configure);
 BENCHMARK(transportToListener)->Apply(configure);
 BENCHMARK(transportToStream)->Apply(configure);
 
