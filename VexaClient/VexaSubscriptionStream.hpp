@@ -3,6 +3,7 @@
 #include <VexaClient/platform/AsyncStream.hpp>
 #include <VexaClient/platform/Json.hpp>
 #include <VexaClient/platform/Platform.hpp>
+#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/protocols/VexaSubscriptionListener.hpp>
 #include <VexaClient/subscription_manager/VexaOruSubscriptionManager.hpp>
 #include <VexaClient/transport/Kivora.hpp>
@@ -18,7 +19,7 @@
 namespace vexa {
 
 /// One topic subscription as an asynchronous stream of its messages.
-class VexaSubscriptionStream final : public VexaSubscriptionListener {
+class VexaSubscriptionStream final : public VexaSubscriptionListener, public ReturnsPromptly {
     struct Private {};
 
 public:

@@ -65,12 +65,28 @@ public:
     virtual void enterHostCode() noexcept = 0;
     virtual void leaveHostCode() noexcept = 0;
 
-    /// Begins a Burst on the calling thread. Returns whether there is something to end.
+    /// Runs a closure at the end of the calling thread's burst, on that thread; at once outside of a burst.
+    template <class F>
+    void atEndOfBurst(F&& closure)
+    {
+        if (isInBurst()) {
+            addToBurst(makeWorkItem(std::forward<F>(closure)));
+        } else {
+            std::forward<F>(closure)();
+        }
+    }
+
+    /// Whether the calling thread is in a burst.
+    [[nodiscard]] virtual bool isInBurst() noexcept { return false; }
+
+    /// What Burst does on the calling thread. beginBurst() returns whether there is something to end.
     virtual bool beginBurst() noexcept { return false; }
+    virtual void runInBurst() noexcept {}
     virtual void endBurst() noexcept {}
 
 protected:
     virtual void submit(WorkItemPointer item) = 0;
+    virtual void addToBurst(WorkItemPointer item) { item.release()->run(); }
 
     /// Writes one finished line. What it throws is dropped.
     virtual void writeLogLine(std::string_view line) = 0;
@@ -88,9 +104,13 @@ private:
     Platform& platform_;
 };
 
-/// A stretch in which a thread hands over what came together, as a transport does with the messages of one read: a
-/// queue that it makes ready need not begin before the end of the stretch, when one wake-up does for all. For stretches
-/// in which nothing is waited for; code of the host ends the delay.
+/// A stretch in which a thread hands over what came together, as a transport does with the messages of one read, and
+/// lends itself to the library meanwhile.
+///
+/// The thread runs what it made ready itself, as far as that returns promptly and runs no code of a host, while it is
+/// still in the processor's cache. All else, wake-ups of other threads included, is left to the end of the stretch,
+/// when one of them does for many. For short stretches in which nothing is waited for; a call into code of the host
+/// within one ends the delay of what has been held back so far.
 class Burst {
 public:
     explicit Burst(Platform& platform) noexcept : platform_{platform}, isBegun_{platform.beginBurst()} {}
@@ -98,6 +118,23 @@ public:
     {
         if (isBegun_) {
             platform_.endBurst();
+        }
+    }
+
+    /// Runs on this thread what is ready and prompt. Call it after each piece that was handed over.
+    void run() noexcept
+    {
+        if (isBegun_) {
+            platform_.runInBurst();
+        }
+    }
+
+    /// Ends the stretch and begins the next one.
+    void renew() noexcept
+    {
+        if (isBegun_) {
+            platform_.endBurst();
+            platform_.beginBurst();
         }
     }
     Burst(const Burst&) = delete;

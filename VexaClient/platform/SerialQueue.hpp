@@ -60,6 +60,16 @@ public:
         push(makeWorkItem(std::forward<F>(closure)));
     }
 
+    /// As async(), for a closure that returns promptly and runs no code of a host but what is written to the log: a
+    /// thread that lends itself to the library (see Burst) may run it.
+    template <class F>
+    void asyncPrompt(F&& closure)
+    {
+        WorkItemPointer item = makeWorkItem(std::forward<F>(closure));
+        item->isPrompt = true;
+        push(std::move(item));
+    }
+
     /// Runs a closure behind the items that wait, and returns what it returned or throws what it threw.
     ///
     /// An idle queue runs it on the calling thread at once. On a busy one the caller waits, and runs the waiting items

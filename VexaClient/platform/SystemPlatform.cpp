@@ -107,9 +107,19 @@ void SystemPlatform::leaveHostCode() noexcept
     engine_->pool.leaveHostCode();
 }
 
+bool SystemPlatform::isInBurst() noexcept
+{
+    return engine_->pool.isInBurst();
+}
+
 bool SystemPlatform::beginBurst() noexcept
 {
     return engine_->pool.beginBurst();
+}
+
+void SystemPlatform::runInBurst() noexcept
+{
+    engine_->pool.runInBurst();
 }
 
 void SystemPlatform::endBurst() noexcept
@@ -120,6 +130,11 @@ void SystemPlatform::endBurst() noexcept
 void SystemPlatform::submit(WorkItemPointer item)
 {
     engine_->pool.submit(std::move(item));
+}
+
+void SystemPlatform::addToBurst(WorkItemPointer item)
+{
+    engine_->pool.addToBurst(std::move(item));
 }
 
 void SystemPlatform::writeLogLine(std::string_view line)

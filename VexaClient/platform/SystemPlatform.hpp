@@ -41,11 +41,14 @@ public:
               std::optional<double> seconds) override;
     void enterHostCode() noexcept override;
     void leaveHostCode() noexcept override;
+    [[nodiscard]] bool isInBurst() noexcept override;
     bool beginBurst() noexcept override;
+    void runInBurst() noexcept override;
     void endBurst() noexcept override;
 
 protected:
     void submit(WorkItemPointer item) override;
+    void addToBurst(WorkItemPointer item) override;
     void writeLogLine(std::string_view line) override;
 
 private:

@@ -22,6 +22,9 @@ public:
     /// The item behind this one; whoever holds the item may use it.
     WorkItem* next = nullptr;
 
+    /// Whether the closure returns promptly and runs no code of a host.
+    bool isPrompt = false;
+
     enum class Operation { run, discard };
     using Operate = void (*)(WorkItem*, Operation);
 

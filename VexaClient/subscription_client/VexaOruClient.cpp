@@ -107,15 +107,38 @@ void VexaOruClient::remove(std::string_view hash)
     tables_.remove(hash);
 }
 
+template <class Answer, class F>
+Answer VexaOruClient::askTransport(std::string_view what, Answer otherwise, F&& question)
+{
+    const std::shared_ptr<OruClient> transport = _oruClient.wrappedValue();
+    const auto ask = [&] { otherwise = std::forward<F>(question)(*transport); };
+    if (returnsPromptly(transport)) {
+        callGuarded(platform_, what, ask);
+    } else {
+        callHost(platform_, what, ask);
+    }
+    return otherwise;
+}
+
+bool VexaOruClient::returnsPromptly(const std::shared_ptr<OruClient>& transport)
+{
+    const bool isKnown = !transport.owner_before(lastTransport_) && !lastTransport_.owner_before(transport);
+    if (!isKnown) {
+        lastTransport_ = transport;
+        lastReturnsPromptly_ = dynamic_cast<const ReturnsPromptly*>(transport.get()) != nullptr;
+    }
+    return lastReturnsPromptly_;
+}
+
 bool VexaOruClient::isVisible()
 {
-    return askHost(platform_, "OruClient::isVisible", false, [this] { return _oruClient.wrappedValue()->isVisible(); });
+    return askTransport("OruClient::isVisible", false, [](OruClient& transport) { return transport.isVisible(); });
 }
 
 std::shared_ptr<OruClientLogger> VexaOruClient::logger()
 {
-    auto logger = askHost(platform_, "OruClient::logger", std::shared_ptr<OruClientLogger>{},
-                          [this] { return _oruClient.wrappedValue()->logger(); });
+    auto logger = askTransport("OruClient::logger", std::shared_ptr<OruClientLogger>{},
+                               [](OruClient& transport) { return transport.logger(); });
     if (logger == nullptr) {
         platform_.log("OruClient gave no logger, what was meant for it is dropped");
     }

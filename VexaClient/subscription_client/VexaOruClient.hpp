@@ -118,6 +118,11 @@ private:
     void logMessageDelivery(DeliveryReport report);
     void deliver(FedBatch deliveries);
 
+    /// Asks the transport, as code of the host unless it returns promptly.
+    template <class Answer, class F>
+    [[nodiscard]] Answer askTransport(std::string_view what, Answer otherwise, F&& question);
+    [[nodiscard]] bool returnsPromptly(const std::shared_ptr<OruClient>& transport);
+
     [[nodiscard]] bool isVisible();
     [[nodiscard]] std::shared_ptr<OruClientLogger> logger();
 
@@ -125,6 +130,8 @@ private:
     Dependency<std::shared_ptr<OruClient>> _oruClient;
     SerialQueueHandle queue_;
     SerialQueueHandle cbq_;
+    std::weak_ptr<OruClient> lastTransport_; ///< of which the next is known
+    bool lastReturnsPromptly_ = false;
     ClientTables tables_;
     State state_;                        ///< all but what is in the tables
     BatchFeed* batchDelegate_ = nullptr; ///< the delegate, if it takes batches

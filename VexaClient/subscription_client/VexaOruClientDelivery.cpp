@@ -77,8 +77,8 @@ void VexaOruClient::deliver(FedBatch deliveries)
         }
     }
     if (!deliveries.empty() && batchDelegate_ != nullptr) {
-        cbq_->async([&platform = platform_, delegate = state_.delegate, feed = batchDelegate_,
-                     deliveries = std::move(deliveries)]() mutable {
+        cbq_->asyncPrompt([&platform = platform_, delegate = state_.delegate, feed = batchDelegate_,
+                           deliveries = std::move(deliveries)]() mutable {
             callGuarded(platform, "VexaFeed::messageFeed", [&] { feed->batchFeed(std::move(deliveries)); });
         });
     } else if (!deliveries.empty() && state_.delegate != nullptr) {

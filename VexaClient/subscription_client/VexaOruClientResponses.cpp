@@ -40,7 +40,14 @@ void VexaOruClient::handleMessage(Message message)
     if (message == nullptr) {
         return;
     }
-    queue_->async([self = shared_from_this(), message = std::move(message)] { self->dispatch(message); });
+    // A data message calls nobody but a transport, while all else may have much to write to the log.
+    const bool isData = stringAt(*message, "type") == "data";
+    auto dispatching = [self = shared_from_this(), message = std::move(message)] { self->dispatch(message); };
+    if (isData) {
+        queue_->asyncPrompt(std::move(dispatching));
+    } else {
+        queue_->async(std::move(dispatching));
+    }
 }
 
 void VexaOruClient::messageListenerRemoved(std::int64_t) {}

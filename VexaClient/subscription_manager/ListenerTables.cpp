@@ -1,3 +1,4 @@
+#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/subscription_manager/ListenerTables.hpp>
 
 #include <algorithm>
@@ -22,7 +23,8 @@ SubscriptionListeners& ListenerTables::listFor(std::string_view hash)
 void ListenerTables::add(SubscriptionListeners& list, std::int64_t listenerId,
                          std::shared_ptr<VexaSubscriptionListener> listener)
 {
-    list.listeners.push_back({listenerId, std::move(listener)});
+    const bool returnsPromptly = dynamic_cast<const ReturnsPromptly*>(listener.get()) != nullptr;
+    list.listeners.push_back({listenerId, std::move(listener), returnsPromptly});
     listenersById_.emplace(listenerId, ListPointer{&list});
 }
 

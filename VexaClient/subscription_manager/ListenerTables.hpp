@@ -22,6 +22,7 @@ namespace vexa {
 struct ListedListener {
     std::int64_t listenerId;
     std::shared_ptr<VexaSubscriptionListener> listener;
+    bool returnsPromptly; ///< it is marked with ReturnsPromptly
 };
 
 /// The listeners of a subscription, in the order of their registration. Most subscriptions have one, which needs no

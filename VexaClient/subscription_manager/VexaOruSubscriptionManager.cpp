@@ -99,7 +99,7 @@ void VexaOruSubscriptionManager::messageFeed(std::string_view hash, const Messag
 void VexaOruSubscriptionManager::batchFeed(FedBatch batch)
 {
     // One item for the batch: what each message does follows what the one before it did, as by items of their own.
-    queue_->async([self = shared_from_this(), batch = std::move(batch)]() mutable {
+    queue_->asyncPrompt([self = shared_from_this(), batch = std::move(batch)]() mutable {
         FanOut fanOut;
         for (FedMessage& each : batch) {
             self->deliverToListeners(each.topic->hash(), std::move(each.message), each.isTerminating, fanOut);
@@ -196,7 +196,7 @@ void VexaOruSubscriptionManager::deliverToListeners(std::string_view hash, Messa
             platform_.log("we had listeners registerd but no sub?");
             continue;
         }
-        fanOut.addReceiver(each.listener);
+        fanOut.addReceiver(each.listener, each.returnsPromptly);
     }
     if (isTerminating) {
         // The removals change the list.
@@ -212,7 +212,13 @@ void VexaOruSubscriptionManager::call(FanOut fanOut)
         return;
     }
     // One item for all: the listeners are called in their order, one at a time, as by items of their own.
-    cbq_->async([&platform = platform_, fanOut = std::move(fanOut)]() mutable { fanOut.callListeners(platform); });
+    const bool isPrompt = fanOut.returnsPromptly();
+    auto calling = [&platform = platform_, fanOut = std::move(fanOut)]() mutable { fanOut.callListeners(platform); };
+    if (isPrompt) {
+        cbq_->asyncPrompt(std::move(calling));
+    } else {
+        cbq_->async(std::move(calling));
+    }
 }
 
 } // namespace vexa

@@ -6,6 +6,13 @@
 
 namespace vexa::host {
 
+namespace {
+
+/// A loop that is never done must not hold anything back for long.
+constexpr int handlersPerBurst = 128;
+
+} // namespace
+
 DrainLoop::~DrainLoop()
 {
     while (takeFirst() != nullptr) {
@@ -38,9 +45,14 @@ void DrainLoop::run(WorkItemPointer first)
         DrainLoop& loop;
     };
     const Running running{*this};
-    const Burst burst{platform_};
+    Burst burst{platform_};
+    int handlers = 0;
     for (WorkItemPointer item = std::move(first); item != nullptr; item = takeFirst()) {
         item.release()->run();
+        burst.run();
+        if (++handlers % handlersPerBurst == 0) {
+            burst.renew();
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <host/websocket/OruWebSocketClientOptions.hpp>
 #include <host/websocket/OruWebSocketFigures.hpp>
 #include <VexaClient/platform/Platform.hpp>
+#include <VexaClient/platform/ReturnsPromptly.hpp>
 #include <VexaClient/transport/OruClient.hpp>
 
 #include <atomic>
@@ -37,7 +38,7 @@ class WebSocketEngine;
 /// The values of a message that is delivered live in memory of that message, which is given back with its last
 /// reference. A plain copy of one of them would live there too; whoever keeps a copy gives it other storage, as in
 /// Dictionary(*message, boost::json::storage_ptr()).
-class OruWebSocketClient final : public OruClient {
+class OruWebSocketClient final : public OruClient, public ReturnsPromptly {
 public:
     /// Makes a client that does nothing yet. Throws std::invalid_argument, with a sentence that says what is wrong,
     /// when the URL, the token, a time limit or a file of the options cannot be used.

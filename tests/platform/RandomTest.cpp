@@ -1,12 +1,17 @@
 #include <testing/VirtualPlatform.hpp>
 #include <VexaClient/platform/Random.hpp>
+#include <VexaClient/platform/SystemPlatform.hpp>
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <set>
+#include <thread>
+#include <unordered_set>
+#include <vector>
 
 namespace vexa {
 namespace {
@@ -99,6 +104,28 @@ TEST_F(RandomNumbers, theMiddleDrawGivesTheMiddle)
 {
     platform.nextRandomBits({half});
     EXPECT_EQ(uniformBetween(platform, 5.0, 300.0), 152.5);
+}
+
+TEST(RandomBits, noTwoDrawsOfManyThreadsAreTheSame)
+{
+    constexpr std::size_t threadCount = 4;
+    constexpr std::size_t drawsOfEach = 100'000;
+    std::vector<std::vector<std::uint64_t>> draws(threadCount);
+    std::vector<std::thread> threads;
+    for (std::vector<std::uint64_t>& own : draws) {
+        threads.emplace_back([&own] {
+            own.reserve(drawsOfEach);
+            for (std::size_t n = 0; n < drawsOfEach; ++n) {
+                own.push_back(SystemPlatform::shared().randomBits());
+            }
+        });
+    }
+    std::unordered_set<std::uint64_t> all;
+    for (std::size_t n = 0; n < threadCount; ++n) {
+        threads[n].join();
+        all.insert(draws[n].begin(), draws[n].end());
+    }
+    EXPECT_EQ(all.size(), threadCount * drawsOfEach);
 }
 
 RC_GTEST_PROP(UniformBelow, staysBelowItsBound, (std::uint64_t seed, std::uint64_t bound))

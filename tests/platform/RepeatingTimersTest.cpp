@@ -111,6 +111,7 @@ TYPED_TEST(RepeatingTimers, aFiringThatWaitsInTheQueueDoesNotRunAfterTheCancella
     EXPECT_EQ(journal.await(1), std::vector<std::string>{"behind the firing"});
     journal.pause(0.01);
     EXPECT_EQ(this->queue->sync([&] { return journal.entries().size(); }), 1U);
+    EXPECT_EQ(this->under.logLines(), std::vector<std::string>{}) << "nothing was called that is gone";
 }
 
 TYPED_TEST(RepeatingTimers, cancellingAgainDoesNothing)

@@ -36,7 +36,7 @@ protected:
 
 /// What the two ends of a stream share. Any thread may call any operation; there is one consumer at a time.
 template <class Element>
-class StreamState {
+class StreamState : public std::enable_shared_from_this<StreamState<Element>> {
 public:
     using TerminationHandler = std::function<void(StreamEnd)>;
 
@@ -146,7 +146,7 @@ public:
         if (tryTakeLocked(answer)) {
             return answer;
         }
-        BlockedThread thread;
+        BlockedThread thread{*this};
         registerConsumer(thread);
         platform_.wait(lock, thread.changed, [this] { return hasAnswer(); }, seconds);
         consumer_ = nullptr;
@@ -157,10 +157,31 @@ public:
 private:
     class BlockedThread final : public StreamConsumer {
     public:
-        void wake(std::uint64_t) override { changed.notify_one(); }
+        explicit BlockedThread(StreamState& state) noexcept : state_{state} {}
+
+        void wake(std::uint64_t ticket) override
+        {
+            if (!state_.platform_.isInBurst()) {
+                changed.notify_one();
+                return;
+            }
+            state_.platform_.atEndOfBurst(
+                [state = state_.shared_from_this(), ticket] { state->wakeIfItStillWaits(ticket); });
+        }
 
         std::condition_variable changed;
+
+    private:
+        StreamState& state_;
     };
+
+    void wakeIfItStillWaits(std::uint64_t ticket)
+    {
+        const std::lock_guard lock{mutex_};
+        if (consumer_ != nullptr && ticket_ == ticket) {
+            consumer_->wake(ticket);
+        }
+    }
 
     void run(const TerminationHandler& handler, StreamEnd how)
     {

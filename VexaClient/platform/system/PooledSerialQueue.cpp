@@ -135,6 +135,28 @@ void PooledSerialQueue::runOnWorker()
     parkForOthers(Turn::back);
 }
 
+void PooledSerialQueue::runPromptItems()
+{
+    inPool_.store(false);
+    if (!tryClaim()) {
+        return;
+    }
+    const Frame frame{*this};
+    for (int n = 0; n < itemsPerTurn; ++n) {
+        if (first_ == nullptr) {
+            if (tryRelease()) {
+                return;
+            }
+            fetchIncoming();
+        }
+        if (!first_->isPrompt) {
+            break;
+        }
+        runItem(*std::exchange(first_, first_->next));
+    }
+    parkForOthers(Turn::back);
+}
+
 bool PooledSerialQueue::tryEnter() noexcept
 {
     std::uintptr_t expected = idle;

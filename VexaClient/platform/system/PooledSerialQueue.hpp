@@ -35,6 +35,9 @@ public:
     /// goes to the back of the pool.
     void runOnWorker();
 
+    /// The same on a thread that lends itself, until an item comes that is not prompt: the rest is left to the pool.
+    void runPromptItems();
+
     /// What the items may do with the worker.
     [[nodiscard]] QueueWork work() const noexcept { return work_; }
 

@@ -3,11 +3,13 @@
 
 #include <boost/asio/post.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <iterator>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace vexa {
 
@@ -35,10 +37,25 @@ struct WorkerPool::Worker {
     Worker* outer;
     boost::intrusive_ptr<PooledSerialQueue> next; ///< made ready by what the worker runs; runs when that ends
     int hostCodeDepth = 0;                        ///< greater than 0 while what runs may block
+    bool isLent = false;                          ///< it is none of the pool's threads, and is in a burst
+};
+
+/// What a thread in a burst holds back until the end.
+struct WorkerPool::Held {
+    std::vector<boost::intrusive_ptr<PooledSerialQueue>> queues; ///< to be given to the pool
+    std::vector<WorkItemPointer> submitted;                      ///< to be given to the pool
+    std::vector<WorkItemPointer> atEnd;                          ///< to be run
+};
+
+/// A thread in a burst.
+struct WorkerPool::Lent : Worker {
+    explicit Lent(WorkerPool& owner) noexcept : Worker{owner} { isLent = true; }
+
+    Held held;
 };
 
 constinit thread_local WorkerPool::Worker* WorkerPool::current_ = nullptr;
-constinit thread_local std::optional<WorkerPool::Worker> WorkerPool::burst_;
+thread_local std::optional<WorkerPool::Lent> WorkerPool::lent_;
 
 WorkerPool::WorkerPool(std::size_t workers, Platform& platform, DelayedWork& delayed)
     : platform_{platform}, delayed_{delayed}
@@ -84,11 +101,19 @@ void WorkerPool::scheduleNext(boost::intrusive_ptr<PooledSerialQueue> queue)
 
 void WorkerPool::scheduleLast(boost::intrusive_ptr<PooledSerialQueue> queue)
 {
+    if (Lent* const lent = lentThread()) {
+        lent->held.queues.push_back(std::move(queue));
+        return;
+    }
     post([this, queue = std::move(queue)]() mutable { runQueue(std::move(queue)); });
 }
 
 void WorkerPool::submit(WorkItemPointer item)
 {
+    if (Lent* const lent = lentThread()) {
+        lent->held.submitted.push_back(std::move(item));
+        return;
+    }
     post([this, item = std::move(item)]() mutable {
         Worker self{*this};
         self.hostCodeDepth = 1;
@@ -143,6 +168,13 @@ void WorkerPool::enterHostCode() noexcept
     if (self->next != nullptr) {
         scheduleLast(std::move(self->next));
     }
+    if (self->isLent) {
+        // What was to run here later is left to the pool too: the caller may hold a lock that it needs.
+        Held held = std::exchange(lent_->held, {});
+        std::ranges::move(held.atEnd, std::back_inserter(held.submitted));
+        held.atEnd.clear();
+        release(std::move(held));
+    }
 }
 
 void WorkerPool::leaveHostCode() noexcept
@@ -152,22 +184,63 @@ void WorkerPool::leaveHostCode() noexcept
     }
 }
 
+WorkerPool::Lent* WorkerPool::lentThread() noexcept
+{
+    Worker* const self = worker();
+    return self != nullptr && self->isLent && self->hostCodeDepth == 0 ? &*lent_ : nullptr;
+}
+
+bool WorkerPool::isInBurst() noexcept
+{
+    return lentThread() != nullptr;
+}
+
 bool WorkerPool::beginBurst() noexcept
 {
     if (current_ != nullptr) {
         return false;
     }
-    burst_.emplace(*this);
+    lent_.emplace(*this);
     return true;
+}
+
+void WorkerPool::runInBurst() noexcept
+{
+    Lent& lent = *lent_;
+    for (int n = 0; lent.next != nullptr; ++n) {
+        const auto queue = std::move(lent.next);
+        if (n >= queuesInARow) {
+            scheduleLast(queue);
+            return;
+        }
+        queue->runPromptItems();
+    }
 }
 
 void WorkerPool::endBurst() noexcept
 {
-    auto ready = std::move(burst_->next);
-    burst_.reset();
-    if (ready != nullptr) {
-        scheduleLast(std::move(ready));
+    runInBurst();
+    Held held = std::move(lent_->held);
+    lent_.reset();
+    release(std::move(held));
+}
+
+void WorkerPool::release(Held held) noexcept
+{
+    for (auto& queue : held.queues) {
+        scheduleLast(std::move(queue));
     }
+    for (auto& item : held.submitted) {
+        submit(std::move(item));
+    }
+    for (auto& item : held.atEnd) {
+        runItem(*item.release());
+    }
+}
+
+void WorkerPool::addToBurst(WorkItemPointer item)
+{
+    lent_->held.atEnd.push_back(std::move(item));
 }
 
 void WorkerPool::addPermanentWorker()

@@ -42,16 +42,22 @@ public:
     void enterHostCode() noexcept;
     void leaveHostCode() noexcept;
 
-    /// On a thread that is none of the pool: the first queue that the thread makes ready waits for the end of the
-    /// burst. Returns whether there is something to end.
+    // The calling thread's burst. A thread of the pool has none: it runs what it makes ready anyway.
+    [[nodiscard]] bool isInBurst() noexcept;
     bool beginBurst() noexcept;
+    void runInBurst() noexcept;
     void endBurst() noexcept;
+
+    /// Has `item` run on the calling thread when its burst ends.
+    void addToBurst(WorkItemPointer item);
 
     /// Ends the threads, once each has returned from the item that it runs.
     void stop();
 
 private:
     struct Worker;
+    struct Held;
+    struct Lent;
 
     struct Thread {
         std::thread thread;
@@ -64,6 +70,10 @@ private:
     void runItem(WorkItem& item) noexcept;
     [[nodiscard]] Worker* worker() noexcept;
 
+    /// The calling thread as one that lends itself; null when it does not, or is in code of the host.
+    [[nodiscard]] Lent* lentThread() noexcept;
+    void release(Held held) noexcept;
+
     void addPermanentWorker();
     void addTemporaryWorker();
     void removeFinishedThreads();
@@ -75,7 +85,7 @@ private:
     void lookAgain(std::uint64_t startedBefore);
 
     static constinit thread_local Worker* current_;
-    static constinit thread_local std::optional<Worker> burst_;
+    static thread_local std::optional<Lent> lent_;
 
     Platform& platform_;
     DelayedWork& delayed_;
