@@ -89,4 +89,14 @@ void ChildProcess::check()
     }
 }
 
+int ChildProcess::wait()
+{
+    constexpr int codeOfSignals = 128;
+    int status = 0;
+    if (::waitpid(std::exchange(process_, 0), &status, 0) < 0) {
+        throw std::runtime_error{"a process cannot be waited for"};
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : codeOfSignals + WTERMSIG(status);
+}
+
 } // namespace vexa::bench

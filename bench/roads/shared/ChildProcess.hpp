@@ -29,6 +29,9 @@ public:
     /// Throws std::runtime_error when the process has ended with anything but exit code 0.
     void check();
 
+    /// Waits for the end of the process and returns its exit code; 128 and the signal when a signal ended it.
+    [[nodiscard]] int wait();
+
 private:
     explicit ChildProcess(pid_t process) noexcept : process_{process} {}
 
