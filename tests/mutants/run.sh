@@ -32,7 +32,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
 
 # A program that takes longer than this, in seconds, is held up by the fault.
-patience=300
+patience=60
 
 all_checks="requests responses streams platform fuzz simulate"
 fuzzers="incoming_message subscription_hash echo_record"
