@@ -103,10 +103,11 @@ void VexaOruClient::settle(const std::string& operationId, const std::vector<Top
     report.records.reserve(pending.size());
     for (std::size_t i = 0; i < pending.size(); ++i) {
         const TopicResponse answer = topicResponse(topics[i].get_object());
-        const bool isSubscribed = answer.success && answer.subscriptionId;
-        report.records.push_back({pending[i], answer.success,
-                                  isSubscribed ? confirm(pending[i], *answer.subscriptionId) : nullptr,
-                                  failureOf(answer)});
+        SubscriptionResponseReport::Record record{pending[i], answer.success, nullptr, failureOf(answer)};
+        if (answer.success && answer.subscriptionId) {
+            record.route = confirm(pending[i], *answer.subscriptionId);
+        }
+        report.records.push_back(std::move(record));
     }
     sendServerLog(std::move(report));
 }

@@ -89,7 +89,7 @@ void VexaOruSubscriptionManager::removeMessageListener(std::int64_t listenerId)
 
 void VexaOruSubscriptionManager::messageFeed(std::string_view hash, const Message& message, bool isTerminating)
 {
-    queue_->async([self = shared_from_this(), hash = std::string{hash}, message, isTerminating]() mutable {
+    queue_->async([self = shared_from_this(), hash = std::string{hash}, message = message, isTerminating]() mutable {
         FanOut fanOut;
         self->deliverToListeners(hash, std::move(message), isTerminating, fanOut);
         self->call(std::move(fanOut));
