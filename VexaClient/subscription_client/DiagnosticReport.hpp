@@ -27,7 +27,7 @@ struct SubscriptionResponseReport {
         TopicSubscription topic;
         bool success;
         SubscriptionRoutePointer route;         ///< null without a subscription id
-        std::unique_ptr<const Failure> failure; ///< null without one
+        std::shared_ptr<const Failure> failure; ///< null without one
     };
 
     std::string operationId;

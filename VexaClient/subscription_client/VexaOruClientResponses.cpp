@@ -18,16 +18,16 @@ constexpr double shortestReportDelay = 5.0;
 constexpr double longestReportDelay = 300.0;
 
 /// Why an answered topic is not subscribed; null when it is.
-std::unique_ptr<const SubscriptionResponseReport::Failure> failureOf(const TopicResponse& answer)
+std::shared_ptr<const SubscriptionResponseReport::Failure> failureOf(const TopicResponse& answer)
 {
     using Failure = SubscriptionResponseReport::Failure;
     if (!answer.success) {
-        return std::make_unique<const Failure>(
+        return std::make_shared<const Failure>(
             Failure{std::string{answer.error.value_or("UnknownSubscriptionError")},
                     std::string{answer.errorMessage.value_or("Subscription response 'success' was false")}});
     }
     if (!answer.subscriptionId) {
-        return std::make_unique<const Failure>(Failure{
+        return std::make_shared<const Failure>(Failure{
             "UnknownSubscriptionError", "Subscription response 'success' was true, but missing 'subscriptionId'"});
     }
     return nullptr;
