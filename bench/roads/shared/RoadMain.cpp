@@ -15,7 +15,8 @@ int roadMain(int count, char** words, const std::vector<NumberOption>& numbers, 
     std::string mode = modes.front();
     CLI::App application{"Goes one road and tells on one line of JSON what that cost this process."};
     for (const NumberOption& number : numbers) {
-        application.add_option(number.name, *number.value, number.description)->capture_default_str();
+        // A later one counts, so that whoever calls the program can make it shorter.
+        application.add_option(number.name, *number.value, number.description)->take_last()->capture_default_str();
     }
     application.add_option("--mode", mode, "In which of its ways")->check(CLI::IsMember(modes))->capture_default_str();
     CLI11_PARSE(application, count, words);
