@@ -6,6 +6,7 @@
 #include <boost/json/monotonic_resource.hpp>
 #include <boost/json/parser.hpp>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -39,8 +40,8 @@ private:
     Value value_{nullptr};
 };
 
-/// A transport whose service confirms each subscribe request at once, topic by topic, with the ids s-0, s-1, … It is
-/// open at first.
+/// A transport whose service confirms each subscribe request at once. The subscription id of a topic is s- and the
+/// number that its name ends with, or 0 when there is none, however often it is asked for. It is open at first.
 class BenchTransport final : public OruClient {
 public:
     /// \param idDigits  how many digits the subscription ids have at least.
@@ -76,12 +77,10 @@ public:
     {
         const Dictionary& payload = request.at("payload").as_object();
         const std::uint64_t count = payload.at("topics").as_array().size();
-        const std::uint64_t first = named_.fetch_add(count);
         List answers;
-        for (std::uint64_t i = first; i < first + count; ++i) {
-            std::string id = std::to_string(i);
-            id.insert(0, id.size() < idDigits_ ? idDigits_ - id.size() : 0, '0').insert(0, "s-");
-            answers.emplace_back(Dictionary{{"success", true}, {"subscriptionId", id}});
+        for (const Value& topic : payload.at("topics").as_array()) {
+            answers.emplace_back(
+                Dictionary{{"success", true}, {"subscriptionId", idFor(topic.at("name").as_string())}});
         }
         Dictionary response{{"category", "vexa"},
                             {"type", "subscriptionResponse"},
@@ -96,6 +95,13 @@ public:
 
     void close() { isOpen_ = false; }
 
+    /// Closes; on the next connection all topics have other ids, as with a service that knows nothing of earlier ones.
+    void cut()
+    {
+        close();
+        prefix_ += "c";
+    }
+
     void open()
     {
         isOpen_ = true;
@@ -109,13 +115,23 @@ public:
     [[nodiscard]] std::uint64_t confirmed() const { return confirmed_.load(); }
 
 private:
+    [[nodiscard]] std::string idFor(std::string_view name) const
+    {
+        const std::size_t end = name.find_last_not_of("0123456789");
+        std::string number{name.substr(end + 1)};
+        // Names may have more digits than ids, or fewer.
+        number.erase(0, std::min(number.find_first_not_of('0'), number.size()));
+        number.insert(0, number.size() < idDigits_ ? idDigits_ - number.size() : 0, '0');
+        return prefix_ + "s-" + number;
+    }
+
     const std::size_t idDigits_;
+    std::string prefix_; ///< changes while it is closed
     std::shared_ptr<Logger> logger_ = std::make_shared<Logger>();
     std::mutex mutex_;
     std::shared_ptr<OruClientMessageListener> listener_;
     std::shared_ptr<OruClientConnectionListener> connectionListener_;
     std::atomic<bool> isOpen_{true};
-    std::atomic<std::uint64_t> named_{0};
     std::atomic<std::uint64_t> confirmed_{0};
 };
 

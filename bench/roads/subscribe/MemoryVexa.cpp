@@ -50,7 +50,7 @@ Held hold(std::uint64_t topics, bool areStreams)
     }
     platform.virtually.clock.advance(reportsAreGone);
     const MemoryUsage settled = MemoryUsage::now();
-    transport->close();
+    transport->cut();
     transport->open();
     platform.virtually.clock.advance(reportsAreGone);
     const MemoryUsage afterCut = MemoryUsage::now();
