@@ -6,6 +6,7 @@
 #include "HeldBytes.hpp"
 #include "LogFile.hpp"
 #include <VexaClient/platform/SystemPlatform.hpp>
+#include <VexaClient/subscription_client/ClientTables.hpp>
 #include <VexaClient/subscription_client/DiagnosticReport.hpp>
 #include <VexaClient/subscription_client/VexaOruClient.hpp>
 #include <VexaClient/transport/Kivora.hpp>
@@ -90,13 +91,13 @@ void messageWithoutFollowers(benchmark::State& state)
 void recordsMade(benchmark::State& state)
 {
     const TopicSubscription topic{"scores", std::nullopt, "a hash of twenty-four ch", 1700000000.5};
-    const auto id = std::make_shared<const std::string>("s-0");
+    const SubscriptionRoutePointer route{new SubscriptionRoute{"s-0"}};
     const auto count = static_cast<std::size_t>(state.range(0));
     const auto makeReport = [&] {
         DeliveryReport report{1700000000.25, 1700000000.5, true, {}};
         report.records.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
-            report.records.push_back({id, topic, false});
+            report.records.push_back({route, topic.identity(), topic.updatedAt, false});
         }
         return report;
     };
