@@ -49,6 +49,7 @@ private:
         std::shared_ptr<const std::string> idText; ///< the id as a JSON text
         TopicLedger::Account* account = nullptr;   ///< of the topic; open as long as the subscription is
         std::int64_t number = 0;                   ///< at the broker
+        std::uint64_t beginnings = 0;              ///< how often it was begun at the broker
         bool stands = false;                       ///< the broker has confirmed it
         std::size_t owedAnswers = 0;               ///< that name it
         double requestedFrom = 0;                  ///< the newest time that a request named; 0 for none
@@ -81,6 +82,10 @@ private:
     [[nodiscard]] std::optional<ServiceError> refusalOf(const TopicKey& topic) const;
     void subscribeTo(const TopicRequest& topic, double newest, const std::shared_ptr<Answer>& answer,
                      std::size_t position);
+
+    /// Has the broker serve a subscription, and forgets what it was to say of an earlier beginning.
+    void beginAtBroker(const TopicKey& topic, const std::shared_ptr<Subscription>& subscription, double since);
+
     void subscribed(const std::shared_ptr<Subscription>& subscription);
     void refused(const TopicKey& topic, const std::shared_ptr<Subscription>& subscription, const ServiceError& reason);
     void received(Subscription& subscription, std::vector<Delivery> deliveries);

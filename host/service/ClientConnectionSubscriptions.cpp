@@ -17,43 +17,48 @@ public:
         : connection_{connection},
           queue_{connection->service_->queue},
           topic_{std::move(topic)},
-          subscription_{std::move(subscription)}
+          subscription_{std::move(subscription)},
+          beginning_{subscription_->beginnings}
     {}
 
     void subscribed() override
     {
-        queue_->async([connection = connection_, subscription = subscription_] {
-            if (const auto open = connection.lock()) {
-                open->subscribed(subscription);
-            }
-        });
+        onQueue([subscription = subscription_](ClientConnection& open) { open.subscribed(subscription); });
     }
 
     void refused(ServiceError reason) override
     {
-        queue_->async(
-            [connection = connection_, topic = topic_, subscription = subscription_, reason = std::move(reason)] {
-                if (const auto open = connection.lock()) {
-                    open->refused(topic, subscription, reason);
-                }
-            });
+        onQueue([topic = topic_, subscription = subscription_, reason = std::move(reason)](ClientConnection& open) {
+            open.refused(topic, subscription, reason);
+        });
     }
 
     void received(std::vector<Delivery> deliveries) override
     {
-        queue_->async(
-            [connection = connection_, subscription = subscription_, deliveries = std::move(deliveries)]() mutable {
-                if (const auto open = connection.lock()) {
-                    open->received(*subscription, std::move(deliveries));
-                }
-            });
+        onQueue([subscription = subscription_, deliveries = std::move(deliveries)](ClientConnection& open) mutable {
+            open.received(*subscription, std::move(deliveries));
+        });
     }
 
 private:
+    /// Does `work` unless the subscription was begun anew since.
+    template <class Work>
+    void onQueue(Work work)
+    {
+        queue_->async([connection = connection_, subscription = subscription_, beginning = beginning_,
+                       work = std::move(work)]() mutable {
+            const auto open = connection.lock();
+            if (open != nullptr && subscription->beginnings == beginning) {
+                work(*open);
+            }
+        });
+    }
+
     const std::weak_ptr<ClientConnection> connection_;
     const SerialQueueHandle queue_;
     const TopicKey topic_;
     const std::shared_ptr<Subscription> subscription_;
+    const std::uint64_t beginning_;
 };
 
 void ClientConnection::subscribe(const Dictionary& message)
@@ -144,8 +149,13 @@ void ClientConnection::subscribeTo(const TopicRequest& topic, double newest, con
         subscription->account = &service_->topics.subscriptionBegan(topic.topic, service_->platform.monotonicNow());
         found = subscriptions_.emplace(topic.topic, subscription).first;
         ++service_->figures.subscriptions;
-        subscription->number = service_->broker->subscribe(
-            topic.topic, newest, std::make_shared<TopicReceiver>(shared_from_this(), topic.topic, subscription));
+        beginAtBroker(topic.topic, subscription, newest);
+    } else if (const auto& known = found->second; known->requestedFrom <= 0 && newest > 0 && known->sentUntil <= 0) {
+        // Asked without a time, the broker began with the topic's present life; the client may be in an earlier one.
+        service_->broker->cancel(known->number);
+        known->held.clear();
+        known->stands = false;
+        beginAtBroker(topic.topic, known, newest);
     }
     const std::shared_ptr<Subscription>& subscription = found->second;
     subscription->requestedFrom = std::max(subscription->requestedFrom, newest);
@@ -162,6 +172,14 @@ void ClientConnection::subscribeTo(const TopicRequest& topic, double newest, con
         ++answer->unsettled;
         subscription->waiting.push_back({answer, position});
     }
+}
+
+void ClientConnection::beginAtBroker(const TopicKey& topic, const std::shared_ptr<Subscription>& subscription,
+                                     double since)
+{
+    ++subscription->beginnings;
+    subscription->number = service_->broker->subscribe(
+        topic, since, std::make_shared<TopicReceiver>(shared_from_this(), topic, subscription));
 }
 
 void ClientConnection::subscribed(const std::shared_ptr<Subscription>& subscription)

@@ -123,15 +123,68 @@ TEST(ServiceRepeatedRequests, ReplaysNothingUpToTheTimeOfALaterRequest)
     const auto broker = std::make_shared<SlowBroker>();
     VexaService service{broker, {}, platform};
     ServiceClient client{platform, service};
-    client.send(subscribeRequest("O-001", {topic("scores")}));
+    client.send(subscribeRequest("O-001", {topic("scores", std::nullopt, 10)}));
     client.send(subscribeRequest("O-002", {topic("scores", std::nullopt, 20)}));
     platform.runUntilIdle();
 
     broker->receivers[R"("scores")"]->subscribed();
-    broker->receivers[R"("scores")"]->received({delivery(1, 10, true), delivery(2, 20, true), delivery(3, 30, true)});
+    broker->receivers[R"("scores")"]->received({delivery(1, 15, true), delivery(2, 20, true), delivery(3, 30, true)});
     broker->receivers[R"("scores")"]->received({delivery(4, 15)});
 
     EXPECT_EQ(numbersIn(client.take()), (Numbers{-3, 4})) << "what is published later counts whatever its time";
+}
+
+TEST(ServiceRepeatedRequests, ReplaysEarlierLivesOfATopicForARequestThatFollowsOneWithoutATime)
+{
+    for (const std::uint64_t seed : seeds(50)) {
+        SCOPED_TRACE(replayHint(seed));
+        ServiceUnderTest t{seed};
+        t.publish(1);
+        t.service.end("scores", std::nullopt, numbered(2));
+        t.publish(3);
+        t.platform.runUntilIdle();
+        ServiceClient client{t.platform, t.service};
+
+        client.send(subscribeRequest("O-001", {topic("scores")}));
+        client.send(subscribeRequest("O-002", {topic("scores", std::nullopt, testing::VirtualClock::start)}));
+        Messages received = client.take();
+        t.publish(4);
+        for (Dictionary& message : client.take()) {
+            received.push_back(std::move(message));
+        }
+
+        if (client.closedFor()) {
+            EXPECT_EQ(numbersIn(received), Numbers{-3}) << "all of the first request was out before the second came";
+        } else {
+            EXPECT_EQ(numbersIn(received), (Numbers{-2, -3, 4}));
+        }
+    }
+}
+
+TEST(ServiceRepeatedRequests, ForgetsWhatTheBrokerSaysOfASubscriptionThatWasBegunAnew)
+{
+    VirtualPlatform platform;
+    const auto broker = std::make_shared<SlowBroker>();
+    VexaService service{broker, {}, platform};
+    ServiceClient client{platform, service};
+    client.send(subscribeRequest("O-001", {topic("scores")}));
+    platform.runUntilIdle();
+    const auto first = broker->receivers[R"("scores")"];
+    client.send(subscribeRequest("O-002", {topic("scores", std::nullopt, 20)}));
+    platform.runUntilIdle();
+    const auto second = broker->receivers[R"("scores")"];
+
+    first->subscribed();
+    first->received({delivery(3, 40, true)});
+    first->refused({"Refused", "No longer of interest"});
+    EXPECT_EQ(client.take(), Messages{});
+    second->subscribed();
+    second->received({delivery(2, 30, true), delivery(3, 40, true)});
+
+    EXPECT_EQ(broker->begunFrom[R"("scores")"], (std::vector<double>{0, 20}));
+    EXPECT_EQ(broker->cancelled, 1);
+    EXPECT_EQ(numbersIn(client.take()), (Numbers{-2, -3}));
+    EXPECT_EQ(service.figures().subscriptions, 1U);
 }
 
 TEST(ServiceRepeatedRequests, ClosesASessionOfWhichItCannotTellWhatArrived)

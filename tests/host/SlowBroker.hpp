@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace vexa::host {
 
@@ -14,14 +15,16 @@ namespace vexa::host {
 class SlowBroker final : public Broker {
 public:
     void publish(TopicKey, std::vector<Dictionary>, PublishCompletion) override {}
-    std::int64_t subscribe(TopicKey topic, double, std::shared_ptr<BrokerReceiver> receiver) override
+    std::int64_t subscribe(TopicKey topic, double since, std::shared_ptr<BrokerReceiver> receiver) override
     {
+        begunFrom[topic.text()].push_back(since);
         receivers[topic.text()] = std::move(receiver);
         return static_cast<std::int64_t>(receivers.size());
     }
     void cancel(std::int64_t) override { ++cancelled; }
 
     std::map<std::string, std::shared_ptr<BrokerReceiver>> receivers;
+    std::map<std::string, std::vector<double>> begunFrom; ///< the times of all subscriptions
     int cancelled = 0;
 };
 
